@@ -1,0 +1,25 @@
+// The plan of one wiki page, as the generator's planner writes it.
+//
+//   const PagePlan plan{.page_id = "cli", .title = "Command line", .source_files = {"src/cli.c"}};
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vantorel::workers::wiki {
+
+struct PagePlan {
+  std::string page_id{};                     // unique per page; the page file is page_id + ".md"
+  std::string title{};                       // the page's current title
+  std::string description{};                 // the plan's one-sentence description of the page
+  std::vector<std::string> source_files{};   // repository paths as the plan lists them (not normalized)
+  bool catch_all = false;                  // true only for the catch-all page ("Other code")
+  std::vector<std::string> children{};       // page ids of the sub-pages; empty when there are none
+  std::vector<std::string> related_pages{};  // page ids the plan names as related
+  std::string importance{};                  // opaque to the finalize step; handed to the diagram catalogue
+  std::string type_id{};                     // id of the page's type in the page-type catalogue
+
+  bool operator==(const PagePlan&) const = default;
+};
+
+}  // namespace vantorel::workers::wiki

@@ -1,0 +1,35 @@
+// Code fences and blank-line runs: the two text rules every part of the component shares.
+//
+//   EXPECT_TRUE(is_fence_line("  ```mermaid"));
+//   EXPECT_EQ(_collapse_blank_runs("a\n\n \n\nb"), "a\n\nb");
+//
+// A fence line is any line that opens or closes fenced code: leading white space of any width,
+// then three or more backticks or three or more tildes, then anything. Openers and closers are
+// not told apart: every fence line toggles the in-fence state. Any indentation counts so that
+// trimming a text never turns a line into a fence line or out of one.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "vantorel/text/pattern.h"
+
+namespace vantorel::workers::wiki {
+
+namespace detail {
+
+// `^\s*(?:`{3,}|~{3,})`, applied in match mode to one raw line; only whether it matches counts.
+const text::Pattern& FENCE_RE();
+
+}  // namespace detail
+
+// Whether `line` (one raw line, no "\n") is a fence line, as `detail::FENCE_RE()` decides; a cheap
+// test rules out most lines before the pattern runs.
+bool is_fence_line(std::string_view line);
+
+// `text` with every run of two or more blank lines (empty or white space only) outside fenced
+// code made one empty line. A single blank line stays as it is, lines inside fenced code are never
+// touched, and applying it twice gives what applying it once gives.
+std::string _collapse_blank_runs(std::string_view text);
+
+}  // namespace vantorel::workers::wiki
