@@ -9,10 +9,10 @@
 namespace vantorel::text {
 namespace {
 
-const std::vector<std::string> kWhiteSpace = {"\t", "\n", "\v", "\f", "\r", " ", "\u0085", "\u00a0", "\u1680", "\u2000", "\u2005",
-                                              "\u200a", "\u2028", "\u2029", "\u202f", "\u205f", "\u3000"};
-const std::vector<std::string> kNotWhiteSpace = {"a", "\u180e", "\u200b", "\ufeff", "\u00e9", "\U0001F680", std::string(1, '\0'),
-                                                 "\xFF", "\xC2", "\x85", "\xE2\x80"};
+const std::vector<std::string> kWhiteSpace = {"\t",     "\n",     "\v",     "\f",     "\r",     " ",      "\u0085", "\u00a0", "\u1680",
+                                              "\u2000", "\u2005", "\u200a", "\u2028", "\u2029", "\u202f", "\u205f", "\u3000"};
+const std::vector<std::string> kNotWhiteSpace = {"a",    "\u180e", "\u200b", "\ufeff",  "\u00e9", "\U0001F680", std::string(1, '\0'),
+                                                 "\xFF", "\xC2",   "\x85",   "\xE2\x80"};
 
 TEST(Pattern, SpaceClassesFollowTheWhiteSpaceSet) {
   const Pattern space(R"(\s)");
@@ -62,7 +62,9 @@ TEST(Pattern, AnchorsAndNewlines) {
   EXPECT_TRUE(Pattern("^b", Pattern::MULTILINE).search("a\nb"));
   EXPECT_FALSE(Pattern("a.b").search("a\nb"));
   EXPECT_TRUE(Pattern("a.b", Pattern::DOTALL).search("a\nb"));
-  EXPECT_TRUE(Pattern("a.b").search("a\xFF" "b"));
+  EXPECT_TRUE(
+      Pattern("a.b").search("a\xFF"
+                            "b"));
   EXPECT_EQ(Pattern(R"(x\\s)").search("x\\s")[0], "x\\s");  // an escaped backslash is not an escape
 }
 

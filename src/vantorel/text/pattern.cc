@@ -11,8 +11,7 @@ namespace vantorel::text {
 namespace {
 
 // One white-space character of the set in text.h, as UTF-8 bytes.
-constexpr std::string_view WS =
-    R"((?:[\t-\r ]|\xC2[\x85\xA0]|\xE1\x9A\x80|\xE2\x80[\x80-\x8A\xA8\xA9\xAF]|\xE2\x81\x9F|\xE3\x80\x80))";
+constexpr std::string_view WS = R"((?:[\t-\r ]|\xC2[\x85\xA0]|\xE1\x9A\x80|\xE2\x80[\x80-\x8A\xA8\xA9\xAF]|\xE2\x81\x9F|\xE3\x80\x80))";
 
 // The white-space characters of two and of three bytes.
 constexpr std::string_view WS_MULTI = R"((?:\xC2[\x85\xA0]|\xE1\x9A\x80|\xE2\x80[\x80-\x8A\xA8\xA9\xAF]|\xE2\x81\x9F|\xE3\x80\x80))";
@@ -143,7 +142,8 @@ Pattern::Pattern(std::string_view source, std::uint32_t flags, Limits limits) : 
       code_[mode] = code;
       std::uint32_t captures = 0;
       pcre2_pattern_info(code, PCRE2_INFO_CAPTURECOUNT, &captures);
-      if (captures > Match::MAX_GROUPS) throw PatternError("pattern has more than " + std::to_string(Match::MAX_GROUPS) + " groups: " + source_);
+      if (captures > Match::MAX_GROUPS)
+        throw PatternError("pattern has more than " + std::to_string(Match::MAX_GROUPS) + " groups: " + source_);
       groups_ = captures + 1;
       // Without JIT support the interpreter runs the same pattern; nothing else changes.
       pcre2_jit_compile(code, PCRE2_JIT_COMPLETE);

@@ -33,7 +33,7 @@ std::size_t space_at(std::string_view s, std::size_t i) noexcept {
         return ((c2 >= 0x80 && c2 <= 0x8A) || c2 == 0xA8 || c2 == 0xA9 || c2 == 0xAF) ? 3 : 0;
       }
       return (c1 == 0x81 && c2 == 0x9F) ? 3 : 0;  // U+205F
-    default:  // 0xE3: U+3000
+    default:                                      // 0xE3: U+3000
       return (c1 == 0x80 && c2 == 0x80) ? 3 : 0;
   }
 }

@@ -25,9 +25,16 @@ TEST(Norm, Paths) {
   struct Case {
     std::string in, out;
   } cases[] = {
-      {"src/parse.c", "src/parse.c"},   {".\\src\\\\parse.c", "src/parse.c"}, {"/src/", "src"},   {"././a//b///", "a/b"},
-      {"/./a", "a"},                    {"./", ""},                           {"Src/A.C", "Src/A.C"}, {"../a", "../a"},
-      {"a/./b", "a/./b"},               {"", ""},
+      {"src/parse.c", "src/parse.c"},
+      {".\\src\\\\parse.c", "src/parse.c"},
+      {"/src/", "src"},
+      {"././a//b///", "a/b"},
+      {"/./a", "a"},
+      {"./", ""},
+      {"Src/A.C", "Src/A.C"},
+      {"../a", "../a"},
+      {"a/./b", "a/./b"},
+      {"", ""},
   };
   for (const Case& c : cases) EXPECT_EQ(_norm(c.in), c.out) << c.in;
 }
@@ -78,7 +85,7 @@ TEST(CollapseBlankRuns, Cases) {
       {"a\n\n", "a\n"},
       {"a\n\n\n", "a\n"},
       {"```\n\n\n\n```\n\n\nx", "```\n\n\n\n```\n\nx"},  // fenced code keeps its spacing
-      {"~~~\n\n\n", "~~~\n\n\n"},                          // a fence that never closes
+      {"~~~\n\n\n", "~~~\n\n\n"},                        // a fence that never closes
       {"  ```\n\n\n  ```\n\n\n", "  ```\n\n\n  ```\n"},
   };
   for (const Case& c : cases) EXPECT_EQ(_collapse_blank_runs(c.in), c.out) << c.in;
@@ -104,7 +111,10 @@ TEST(Records, LinkTargetDerivesItsHref) {
 }
 
 TEST(Records, PageTypeSectionLookup) {
-  const PageType type{.id = "module", .words = {400, 1200}, .unit = true, .sections = {{.key = "api", .heading = "Public API"}, {.key = "flow", .heading = "Data flow"}}};
+  const PageType type{.id = "module",
+                      .words = {400, 1200},
+                      .unit = true,
+                      .sections = {{.key = "api", .heading = "Public API"}, {.key = "flow", .heading = "Data flow"}}};
   ASSERT_NE(type.section("flow"), nullptr);
   EXPECT_EQ(type.section("flow")->heading, "Data flow");
   EXPECT_EQ(type.section("missing"), nullptr);

@@ -7,8 +7,8 @@ namespace vantorel::workers {
 
 struct FileFacts {
   std::string path{};  // repository path
-  int symbols = 0;   // number of symbols the file defines
-  int loc = 0;       // number of lines
+  int symbols = 0;     // number of symbols the file defines
+  int loc = 0;         // number of lines
 
   bool operator==(const FileFacts&) const = default;
 };

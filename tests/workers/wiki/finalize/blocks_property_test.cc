@@ -97,7 +97,8 @@ void check_strip(const std::string& page, std::initializer_list<std::string_view
   // What stays is the kept lines, blank runs aside, with only the ends of the whole text trimmed.
   std::vector<std::string_view> kept;
   for (const Segment& s : _segments(page)) {
-    if (s.part.empty() || std::find(keep.begin(), keep.end(), s.part) != keep.end()) kept.insert(kept.end(), s.lines.begin(), s.lines.end());
+    if (s.part.empty() || std::find(keep.begin(), keep.end(), s.part) != keep.end())
+      kept.insert(kept.end(), s.lines.begin(), s.lines.end());
   }
   std::vector<std::string_view> expected = non_blank(kept);
   if (!expected.empty()) {

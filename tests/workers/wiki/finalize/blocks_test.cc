@@ -93,8 +93,8 @@ TEST(Block, WritesMarkersAroundLines) {
 TEST(Block, ReadsBackAsOneSegment) {
   const std::vector<std::string_view> lines = {"> text", "```mermaid", "<!-- wiki:index -->", "<!-- /wiki:other -->", "", "```"};
   for (std::string_view part : {SUMMARY, SOURCES, DIAGRAM, INDEX, FOOTER, std::string_view("a-b")}) {
-    for (std::string_view attribute : {std::string_view(""), std::string_view("plan")}) {
-      const std::string written = _block(part, lines, attribute.empty() ? "" : " " + std::string(attribute));
+    for (auto [attribute, written_attribute] : {std::pair<std::string_view, std::string_view>{"", ""}, {"plan", " plan"}}) {
+      const std::string written = _block(part, lines, written_attribute);
       EXPECT_EQ(_segments(written), (Segments{authored({}), block(part, attribute, lines), authored({})})) << written;
     }
   }
@@ -114,8 +114,7 @@ TEST(Segments, EdgesOfThePage) {
 TEST(Segments, BlockEndsAtItsOwnCloser) {
   EXPECT_EQ(_segments("<!-- wiki:summary -->\n<!-- /wiki:sources -->\n<!-- wiki:index -->\n<!-- /wiki:summary plan -->\n"
                       "<!-- /wiki:summary -->\n<!-- /wiki:summary -->\nz"),
-            (Segments{authored({}),
-                      block("summary", "", {"<!-- /wiki:sources -->", "<!-- wiki:index -->", "<!-- /wiki:summary plan -->"}),
+            (Segments{authored({}), block("summary", "", {"<!-- /wiki:sources -->", "<!-- wiki:index -->", "<!-- /wiki:summary plan -->"}),
                       authored({"z"})}));
 }
 

@@ -49,8 +49,8 @@ const text::Pattern& CLOSE_RE();
 // One run of a page: authored text (`part` empty) or one generated block. Every view points into
 // the text given to `_segments`.
 struct Segment {
-  std::string_view part{};             // "" for authored text, else the block's part name
-  std::string_view attribute{};        // the opening marker's attribute word, or ""
+  std::string_view part{};                // "" for authored text, else the block's part name
+  std::string_view attribute{};           // the opening marker's attribute word, or ""
   std::vector<std::string_view> lines{};  // the lines, without "\n"; for a block, those between its markers, untrimmed
 
   bool operator==(const Segment&) const = default;
@@ -72,8 +72,8 @@ std::string _block(std::string_view part, std::initializer_list<std::string_view
 std::vector<Segment> _segments(std::string_view markdown);
 // A temporary string would leave the result pointing into freed memory.
 template <class T>
-  requires std::same_as<T, std::string>
-std::vector<Segment> _segments(T&&) = delete;
+requires std::same_as<T, std::string> std::vector<Segment> _segments(T&&)
+= delete;
 
 // The page without the blocks code generated; blocks whose part is in `keep` stay, without their
 // marker lines. The kept segments are joined with an empty line between them, runs of blank lines

@@ -16,7 +16,11 @@ namespace vantorel::workers::wiki {
 // it.
 struct LinkTarget {
   LinkTarget(std::string page_id, std::string title, std::vector<std::string> files, std::vector<std::string> former)
-      : page_id(std::move(page_id)), title(std::move(title)), files(std::move(files)), former(std::move(former)), href(this->page_id + ".md") {}
+      : page_id(std::move(page_id)),
+        title(std::move(title)),
+        files(std::move(files)),
+        former(std::move(former)),
+        href(this->page_id + ".md") {}
 
   std::string page_id;              // the page's id
   std::string title;                // its current title

@@ -13,7 +13,7 @@ struct PagePlan {
   std::string title{};                       // the page's current title
   std::string description{};                 // the plan's one-sentence description of the page
   std::vector<std::string> source_files{};   // repository paths as the plan lists them (not normalized)
-  bool catch_all = false;                  // true only for the catch-all page ("Other code")
+  bool catch_all = false;                    // true only for the catch-all page ("Other code")
   std::vector<std::string> children{};       // page ids of the sub-pages; empty when there are none
   std::vector<std::string> related_pages{};  // page ids the plan names as related
   std::string importance{};                  // opaque to the finalize step; handed to the diagram catalogue
