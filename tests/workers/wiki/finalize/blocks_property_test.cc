@@ -2,8 +2,8 @@
 // pages with invalid UTF-8, NUL bytes and lone carriage returns.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -40,10 +40,19 @@ std::string random_page(std::mt19937& rng) {
 }
 
 // The marker grammar written independently of the component's patterns.
+bool is_name(std::string_view s) {
+  return !s.empty() && std::all_of(s.begin(), s.end(), [](char c) { return (c >= 'a' && c <= 'z') || c == '-'; });
+}
+
 bool is_marker_line(std::string_view line) {
-  static const std::regex marker(R"(<!-- (wiki:[a-z-]+( [a-z-]+)?|/wiki:[a-z-]+) -->)");
-  const std::string_view t = text::trim(line);
-  return std::regex_match(t.begin(), t.end(), marker);
+  std::string_view t = text::trim(line);
+  if (!t.ends_with(" -->")) return false;
+  t.remove_suffix(4);
+  if (t.starts_with("<!-- /wiki:")) return is_name(t.substr(11));
+  if (!t.starts_with("<!-- wiki:")) return false;
+  t.remove_prefix(10);
+  const std::size_t blank = t.find(' ');
+  return blank == std::string_view::npos ? is_name(t) : is_name(t.substr(0, blank)) && is_name(t.substr(blank + 1));
 }
 
 bool has_marker_outside_fences(std::string_view text) {
