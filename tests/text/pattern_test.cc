@@ -105,6 +105,26 @@ TEST(Pattern, SharedAcrossThreads) {
   EXPECT_EQ(failures, std::vector<int>(4, 0));
 }
 
+// UTF mode, for Unicode properties: an invalid byte is a character that nothing matches, and the
+// white-space classes are refused rather than given PCRE2's own meaning.
+TEST(Pattern, UnicodeModeUsesCharacterProperties) {
+  const Pattern word(R"([\p{L}\p{N}_])", Pattern::UNICODE);
+  for (const char* yes : {"a", "_", "\u00e9", "\u65e5", "\u0663", "\U0001D400"}) EXPECT_TRUE(word.full_match(yes)) << yes;
+  for (const char* no : {"-", " ", "\u2014", "\u3000", "\u0301", "\xE9", "\xFF", "\xC3", "\xC3\xA9\xA9"}) {
+    EXPECT_FALSE(word.full_match(no)) << no;
+  }
+  EXPECT_FALSE(Pattern("^.$", Pattern::UNICODE).search("\xFF"));
+  EXPECT_EQ(Pattern(R"(\p{L}+)", Pattern::UNICODE)
+                .search("\xFF"
+                        "caf\u00e9\xFE")[0],
+            "caf\u00e9");
+  EXPECT_THROW(Pattern(R"(\s)", Pattern::UNICODE), PatternError);
+  EXPECT_THROW(Pattern(R"(a\S+)", Pattern::UNICODE), PatternError);
+  EXPECT_TRUE(Pattern(R"(a\Z)", Pattern::UNICODE).search("\u00e9a"));
+  EXPECT_FALSE(Pattern(R"(a\Z)", Pattern::UNICODE).search("a\n"));
+  EXPECT_EQ(detail::translate_pattern(R"(\p{L}\Z)", true), R"(\p{L}\z)");
+}
+
 TEST(Pattern, TranslationSpellsOutClasses) {
   EXPECT_EQ(detail::translate_pattern(R"(a\Zb)"), R"(a\zb)");
   EXPECT_EQ(detail::translate_pattern(R"([\]x]\d)"), R"([\]x]\d)");

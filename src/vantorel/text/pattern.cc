@@ -75,7 +75,7 @@ ThreadState& thread_state() {
 
 namespace detail {
 
-std::string translate_pattern(std::string_view source) {
+std::string translate_pattern(std::string_view source, bool unicode) {
   const std::string ns = non_space();
   std::string out;
   out.reserve(source.size() + 64);
@@ -85,6 +85,7 @@ std::string translate_pattern(std::string_view source) {
     if (c == '\\' && i + 1 < source.size()) {
       const char e = source[++i];
       if (e == 's' || e == 'S') {
+        if (unicode) throw PatternError("\\s or \\S in a UNICODE pattern: " + std::string(source));
         if (in_class) throw PatternError("\\s or \\S inside a character class: " + std::string(source));
         out += e == 's' ? std::string(WS) : ns;
       } else if (e == 'Z') {
@@ -119,13 +120,16 @@ std::optional<std::string_view> Match::group(std::size_t i) const noexcept {
 Pattern::Pattern(std::string_view source, std::uint32_t flags) : Pattern(source, flags, Limits{}) {}
 
 Pattern::Pattern(std::string_view source, std::uint32_t flags, Limits limits) : source_(source), limits_(limits) {
-  const std::string bytes = detail::translate_pattern(source);
+  const bool unicode = (flags & UNICODE) != 0;
+  const std::string bytes = detail::translate_pattern(source, unicode);
   std::unique_ptr<pcre2_compile_context, decltype(&pcre2_compile_context_free)> context(pcre2_compile_context_create(nullptr),
                                                                                         &pcre2_compile_context_free);
   if (!context) throw std::bad_alloc();
   pcre2_set_newline(context.get(), PCRE2_NEWLINE_LF);
 
-  std::uint32_t options = PCRE2_NEVER_UTF | PCRE2_NEVER_UCP;
+  // UTF mode checks nothing up front: with MATCH_INVALID_UTF an invalid byte is simply a character
+  // that nothing matches.
+  std::uint32_t options = unicode ? PCRE2_UTF | PCRE2_UCP | PCRE2_MATCH_INVALID_UTF : PCRE2_NEVER_UTF | PCRE2_NEVER_UCP;
   if (flags & DOTALL) options |= PCRE2_DOTALL;
   if (flags & MULTILINE) options |= PCRE2_MULTILINE;
   const std::uint32_t mode_options[MODES] = {PCRE2_ANCHORED, PCRE2_ANCHORED | PCRE2_ENDANCHORED, 0};

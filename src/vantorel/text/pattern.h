@@ -15,6 +15,15 @@
 // reaching one (or any other matching error) throws `PatternError` instead of passing for a
 // silent "no match". Running out of memory throws `std::bad_alloc`.
 //
+// With the `UNICODE` flag a pattern runs in PCRE2's UTF mode instead, for the few places that need
+// Unicode character properties (word boundaries): `\p{L}` and the like work, an invalid byte is a
+// character that matches no class and no literal, and `\s`/`\S` are refused (PCRE2's own set is
+// not the project's white-space set):
+//
+//   static const Pattern word(R"([\p{L}\p{N}_])", Pattern::UNICODE);
+//   EXPECT_TRUE(word.full_match("\u00e9"));
+//   EXPECT_FALSE(word.full_match("\xE9"));
+//
 // A compiled pattern is immutable and may be used from any number of threads at once; each thread
 // keeps its own match data.
 #pragma once
@@ -74,6 +83,7 @@ class Pattern {
     NONE = 0,
     DOTALL = 1,     // `.` matches "\n" too
     MULTILINE = 2,  // `^` and `$` match at every line's start and end
+    UNICODE = 4,    // UTF mode with Unicode properties; invalid bytes match nothing; no `\s`/`\S`
   };
 
   // Bounds on the work of one match. The defaults are never reached by a linear pattern on any
@@ -83,8 +93,8 @@ class Pattern {
     std::uint32_t depth = 0xFFFFFFFFu;  // PCRE2 depth limit (interpreter only)
   };
 
-  // Compiles `source` for all three modes. Throws `PatternError` when it does not compile or
-  // holds `\s`/`\S` inside a character class.
+  // Compiles `source` for all three modes. Throws `PatternError` when it does not compile, holds
+  // `\s`/`\S` inside a character class, or holds `\s`/`\S` at all under `UNICODE`.
   explicit Pattern(std::string_view source, std::uint32_t flags = NONE);
   Pattern(std::string_view source, std::uint32_t flags, Limits limits);
   ~Pattern();
@@ -114,8 +124,9 @@ class Pattern {
 
 namespace detail {
 
-// The byte-level pattern `source` becomes: `\s` and `\S` spelled out, `\Z` made `\z`.
-std::string translate_pattern(std::string_view source);
+// The byte-level pattern `source` becomes: `\s` and `\S` spelled out, `\Z` made `\z`. With
+// `unicode` set, only `\Z` is rewritten and `\s`/`\S` are refused.
+std::string translate_pattern(std::string_view source, bool unicode = false);
 
 }  // namespace detail
 

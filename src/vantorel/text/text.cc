@@ -1,6 +1,8 @@
 #include "vantorel/text/text.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 namespace vantorel::text {
 
@@ -61,6 +63,13 @@ std::string_view rtrim(std::string_view s) noexcept {
 
 std::string_view trim(std::string_view s) noexcept { return rtrim(ltrim(s)); }
 
+void trim_in_place(std::string& s) {
+  const std::string_view kept = trim(s);
+  const std::size_t start = static_cast<std::size_t>(kept.data() - s.data());
+  s.erase(start + kept.size());
+  s.erase(0, start);
+}
+
 bool is_blank(std::string_view line) noexcept { return ltrim(line).empty(); }
 
 Lines::iterator::iterator(std::string_view text, bool done) noexcept : text_(text), done_(done) {
@@ -95,6 +104,101 @@ std::vector<std::string_view> split_lines(std::string_view text) {
   std::vector<std::string_view> out;
   out.reserve(count_lines(text));
   for (std::string_view line : Lines(text)) out.push_back(line);
+  return out;
+}
+
+std::string collapse_spaces(std::string_view s) {
+  std::string out;
+  out.reserve(s.size());
+  bool blank = false;
+  for (std::size_t i = 0; i < s.size();) {
+    if (const std::size_t n = space_at(s, i)) {
+      blank = true;
+      i += n;
+      continue;
+    }
+    if (blank && !out.empty()) out += ' ';
+    blank = false;
+    out += s[i++];
+  }
+  return out;
+}
+
+Decoded decode_utf8(std::string_view s, std::size_t i) noexcept {
+  if (i >= s.size()) return {};
+  const unsigned char c = byte(s, i);
+  if (c < 0x80) return {c, 1};
+  std::size_t length;
+  char32_t cp;
+  char32_t min;
+  if (c >= 0xC2 && c <= 0xDF) {
+    length = 2, cp = c & 0x1F, min = 0x80;
+  } else if (c >= 0xE0 && c <= 0xEF) {
+    length = 3, cp = c & 0x0F, min = 0x800;
+  } else if (c >= 0xF0 && c <= 0xF4) {
+    length = 4, cp = c & 0x07, min = 0x10000;
+  } else {
+    return {};
+  }
+  if (s.size() - i < length) return {};
+  for (std::size_t k = 1; k < length; ++k) {
+    const unsigned char next = byte(s, i + k);
+    if ((next & 0xC0) != 0x80) return {};
+    cp = (cp << 6) | (next & 0x3F);
+  }
+  if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return {};
+  return {cp, length};
+}
+
+namespace {
+
+struct Fold {
+  char32_t from;
+  char32_t to;
+};
+
+constexpr Fold FOLDS[] = {
+#include "vantorel/text/case_fold_table.inc"
+};
+
+}  // namespace
+
+void append_utf8(std::string& out, char32_t cp) {
+  if (cp < 0x80) {
+    out += static_cast<char>(cp);
+  } else if (cp < 0x800) {
+    out += static_cast<char>(0xC0 | (cp >> 6));
+    out += static_cast<char>(0x80 | (cp & 0x3F));
+  } else if (cp < 0x10000) {
+    out += static_cast<char>(0xE0 | (cp >> 12));
+    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    out += static_cast<char>(0x80 | (cp & 0x3F));
+  } else {
+    out += static_cast<char>(0xF0 | (cp >> 18));
+    out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    out += static_cast<char>(0x80 | (cp & 0x3F));
+  }
+}
+
+std::string fold_case(std::string_view s) {
+  std::string out;
+  out.reserve(s.size());
+  for (std::size_t i = 0; i < s.size();) {
+    const Decoded d = decode_utf8(s, i);
+    if (d.length == 0) {
+      out += s[i++];
+      continue;
+    }
+    const auto* hit =
+        std::lower_bound(std::begin(FOLDS), std::end(FOLDS), d.code_point, [](const Fold& f, char32_t cp) { return f.from < cp; });
+    if (hit != std::end(FOLDS) && hit->from == d.code_point) {
+      append_utf8(out, hit->to);
+    } else {
+      out.append(s.substr(i, d.length));
+    }
+    i += d.length;
+  }
   return out;
 }
 

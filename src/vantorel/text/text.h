@@ -40,6 +40,9 @@ std::string_view rtrim(std::string_view s) noexcept;
 // `s` without white space at either end. The result points into `s`.
 std::string_view trim(std::string_view s) noexcept;
 
+// Removes white space at both ends of `s`, in place.
+void trim_in_place(std::string& s);
+
 // True when `line` is empty or holds white space only.
 bool is_blank(std::string_view line) noexcept;
 
@@ -91,6 +94,25 @@ std::vector<std::string_view> split_lines(std::string_view text);
 
 // Number of lines `Lines(text)` yields: one more than the number of "\n" bytes.
 std::size_t count_lines(std::string_view text) noexcept;
+
+// `s` with every run of white space made one blank and both ends trimmed.
+std::string collapse_spaces(std::string_view s);
+
+// The Unicode scalar value encoded at `s[i]` and its length in bytes, or a length of 0 when the
+// bytes there are not a valid UTF-8 sequence (or `i` is past the end).
+struct Decoded {
+  char32_t code_point = 0;
+  std::size_t length = 0;
+};
+Decoded decode_utf8(std::string_view s, std::size_t i) noexcept;
+
+// Appends the UTF-8 encoding of the scalar value `cp` to `out`.
+void append_utf8(std::string& out, char32_t cp);
+
+// `s` with every character replaced by its Unicode simple case folding (one character for one,
+// so "\u1E9E" becomes "\u00DF" and "K" (the Kelvin sign) becomes "k"). Bytes that are not valid
+// UTF-8 stay as they are.
+std::string fold_case(std::string_view s);
 
 // `parts` joined with `sep`, built in one allocation.
 std::string join(std::span<const std::string_view> parts, std::string_view sep);

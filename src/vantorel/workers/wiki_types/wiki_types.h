@@ -6,12 +6,25 @@
 //   EXPECT_EQ(module.section("api")->heading, "Public API");
 #pragma once
 
+#include <array>
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vantorel::workers {
+
+// Diagram kind -> the heading of the section a diagram of that kind is written under. Code builds
+// every kind but "sequence", which authors draw.
+inline constexpr std::array<std::pair<std::string_view, std::string_view>, 6> DIAGRAM_HEADINGS = {{
+    {"architecture", "Architecture"},
+    {"dependencies", "Dependencies"},
+    {"class", "Class diagram"},
+    {"sequence", "Sequence diagram"},
+    {"flow", "Data flow"},
+    {"state", "State diagram"},
+}};
 
 // One section a page type offers.
 struct SectionSpec {
@@ -46,5 +59,34 @@ struct PageType {
 
   bool operator==(const PageType&) const = default;
 };
+
+// Diagram kind -> the Mermaid keyword a diagram of that kind starts with, and a one-line
+// description of what it should show.
+struct DiagramMermaid {
+  std::string_view kind;
+  std::string_view keyword;
+  std::string_view description;
+};
+inline constexpr std::array<DiagramMermaid, 6> DIAGRAM_MERMAID = {{
+    {"architecture", "flowchart TD", "the main components of the code and how they connect"},
+    {"dependencies", "flowchart LR", "which files depend on which"},
+    {"class", "classDiagram", "the principal types, their members and their relations"},
+    {"sequence", "sequenceDiagram", "the calls of one important interaction, in order"},
+    {"flow", "flowchart LR", "how data moves from input to output"},
+    {"state", "stateDiagram-v2", "the states of one object and the events that move it between them"},
+}};
+
+// The selector of author-drawn diagrams in the diagram catalogue.
+inline constexpr std::string_view AUTHORED = "authored";
+
+// The section of `page_type` in which a diagram with `heading` is placed: the type's section whose
+// key its diagram-slot table gives for that heading, or nullptr when the table has no entry or
+// names a key the type lacks. Points into `page_type`.
+const SectionSpec* diagram_slot(const PageType& page_type, std::string_view heading);
+
+// Whether a level-2 heading as written in a page denotes the section `spec`: `written`, trimmed
+// and with each run of white space made one blank, equals the section's heading or one of its
+// aliases (normalized the same way), compared under Unicode simple case folding.
+bool heading_matches(const SectionSpec& spec, std::string_view written);
 
 }  // namespace vantorel::workers

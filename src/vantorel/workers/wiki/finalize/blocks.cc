@@ -130,11 +130,18 @@ std::string strip_generated(std::string_view markdown, std::span<const std::stri
     }
   }
   std::string out = _collapse_blank_runs(joined);
-  const std::string_view kept = text::trim(out);
-  const std::size_t start = static_cast<std::size_t>(kept.data() - out.data());
-  out.erase(start + kept.size());
-  out.erase(0, start);
+  text::trim_in_place(out);
   return out;
 }
+
+namespace detail {
+
+std::string collapse_and_trim(std::span<const std::string_view> lines) {
+  std::string out = _collapse_blank_runs(text::join(lines, "\n"));
+  text::trim_in_place(out);
+  return out;
+}
+
+}  // namespace detail
 
 }  // namespace vantorel::workers::wiki

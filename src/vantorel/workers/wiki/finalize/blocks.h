@@ -44,6 +44,10 @@ const text::Pattern& OPEN_RE();
 // the part name.
 const text::Pattern& CLOSE_RE();
 
+// `lines` joined with "\n", runs of blank lines outside fences collapsed, ends trimmed: how every
+// text function of the component hands back the text it rebuilt.
+std::string collapse_and_trim(std::span<const std::string_view> lines);
+
 }  // namespace detail
 
 // One run of a page: authored text (`part` empty) or one generated block. Every view points into

@@ -1,6 +1,8 @@
-// The plan of one wiki page, as the generator's planner writes it.
+// The plan of one wiki page, as the generator's planner writes it, and the diagrams code builds
+// for a page.
 //
 //   const PagePlan plan{.page_id = "cli", .title = "Command line", .source_files = {"src/cli.c"}};
+//   const Diagram graph{.heading = "Dependencies", .mermaid = "flowchart LR\n  a --> b"};
 #pragma once
 
 #include <string>
@@ -20,6 +22,14 @@ struct PagePlan {
   std::string type_id{};                     // id of the page's type in the page-type catalogue
 
   bool operator==(const PagePlan&) const = default;
+};
+
+// A diagram code builds for a page.
+struct Diagram {
+  std::string heading{};  // the diagram's heading, without "#" marks
+  std::string mermaid{};  // the Mermaid source, without its fence lines
+
+  bool operator==(const Diagram&) const = default;
 };
 
 }  // namespace vantorel::workers::wiki
