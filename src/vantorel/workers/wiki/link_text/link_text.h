@@ -2,9 +2,20 @@
 //
 //   const LinkTarget cli("cli", "Command line", {"src/cli.c"}, {"CLI"});
 //   EXPECT_EQ(cli.href, "cli.md");
+//   EXPECT_EQ(autolink("Run the Command line tool.", {&cli, 1}, "home"), "Run the [Command line](cli.md) tool.");
+//   EXPECT_EQ(autolink("See `src/cli`.", {&cli, 1}, "home"), "See [`src/cli`](cli.md).");
+//   EXPECT_EQ(refresh_link_texts("[CLI](cli.md)", {&cli, 1}), "[Command line](cli.md)");
+//
+// Besides the record, the file holds what keeps a page's links to its neighbours current: linking
+// the first mention of each other page, renaming the text of links to a page whose title changed,
+// and the bookkeeping of the titles a page had before.
 #pragma once
 
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -30,5 +41,73 @@ struct LinkTarget {
 
   bool operator==(const LinkTarget&) const = default;
 };
+
+// `body` with the first mention of each target linked. A target is linked at most once, at the
+// earliest place that names it:
+//   - a whole-word, case-sensitive mention of its title in prose becomes "[title](href)";
+//   - an inline-code span whose content is exactly one of its files, or for a source-code file
+//     (see `detail::is_code_file`) that path without its extension, becomes "[`span`](href)".
+// Whole word: when the title starts with a letter, digit or "_" (Unicode letters and digits), the
+// character before the mention is none of these, and likewise the character after it when the
+// title ends with one; a byte that is not valid UTF-8 is neither. Where mentions overlap, the one
+// that starts first wins, then the longest, so "Config loader" is never linked as "Config". A title
+// counts as a mention even where its target is not linked (the page's own title, a target already
+// linked or with a refused href), so a shorter title inside it stays unlinked.
+//
+// Never linked: the target whose page id is `page_id`; a target already linked, that is when
+// `body` holds "](" + href + ")" or "](" + href + "#"; a target whose title is blank or holds "[",
+// "]", "`", "<", "\n" or "\r", or whose href holds white space, "(" or ")". Targets that share a
+// title (or a file) take its mentions in list order: the first unlinked one gets the first mention.
+// A place is passed over when its link would not read as one: right after "!" (an image), "\" (an
+// escaped bracket) or "]" (a reference label), or text that ends in "\".
+//
+// Never linked inside: fenced code (fence lines included), inline code apart from the file case,
+// a link, image or bracketed text "[...]" (text, destination or label), the text "](" + href + ")"
+// or "](" + href + "#" of any target wherever it stands, a bare URL ("http://", "https://" or
+// "www." up to white space, "<", ">", "[", "]" or "`"), an autolink or inline raw HTML ("<" and a
+// letter, "/", "!" or "?", up to the next ">" on the line, a comment up to "-->", the rest of the
+// line when there is none), an HTML block (from a line starting with a tag, comment, declaration
+// or processing instruction to a blank line, or for all but a tag to the line that closes it; a
+// fence line ends it too), a heading line, a generated-block marker line, a link reference
+// definition line, the rest of a line after a backtick run that nothing closes, and the lines of a
+// level-2 section titled "Related" or "Sources", which runs to the next level-1 or level-2 heading
+// outside fences. Backslash escapes are not interpreted.
+//
+// Everything else is copied byte for byte: with no targets the result is `body`. Applying
+// `autolink` to its own result changes nothing. Linear in the size of `body` and of the titles,
+// files and hrefs; never fails on odd text.
+std::string autolink(std::string_view body, std::span<const LinkTarget> links, std::string_view page_id);
+
+// `body` with the text of each link "[text](href)" outside fenced and inline code replaced by the
+// target's current title when `href` is exactly a target's href and `text` exactly one of that
+// target's former titles (the first such target in list order). A target whose title `autolink`
+// would refuse keeps its old link texts. Everything else is copied byte for byte.
+//
+//   refresh_link_texts("[CLI](cli.md) and `[CLI](cli.md)`", links) == "[Command line](cli.md) and `[CLI](cli.md)`"
+std::string refresh_link_texts(std::string_view body, std::span<const LinkTarget> links);
+
+// The strings of the stored row's "former_titles" list, in order (other entries skipped); empty when
+// `row` is null, not an object, or has no such list.
+std::vector<std::string> former_titles(const nlohmann::json* row);
+
+// The former titles of a page whose title is now `title`: `former` in order, then each entry of
+// `shown` (titles the page was shown under) that is set, differs from `title` and is not listed
+// yet. No entry equal to `title` is kept.
+//
+//   renamed({"A", "B"}, {"C", std::nullopt, "A", "T"}, "T") == {"A", "B", "C"}
+std::vector<std::string> renamed(std::span<const std::string> former, std::span<const std::optional<std::string>> shown,
+                                 std::string_view title);
+
+namespace detail {
+
+// Whether `path` ends in the extension of a source-code file, so that `autolink` also takes the
+// path without that extension for the file: .c .h .cc .cpp .cxx .c++ .hh .hpp .hxx .h++ .ipp .inl
+// .m .mm .cs .java .kt .kts .scala .groovy .go .rs .swift .py .pyi .rb .php .pl .pm .lua .js .jsx
+// .mjs .cjs .ts .tsx .mts .cts .dart .ex .exs .erl .hrl .hs .ml .mli .fs .fsx .clj .cljs .el .jl
+// .r .zig .nim .v .sv .vhd .sh .bash .zsh .fish .ps1 .sql .proto .vue .svelte, in any ASCII case.
+// Only the last path segment counts, and a leading dot ("src/.bashrc") is no extension.
+bool is_code_file(std::string_view path) noexcept;
+
+}  // namespace detail
 
 }  // namespace vantorel::workers::wiki

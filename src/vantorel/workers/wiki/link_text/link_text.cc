@@ -1,0 +1,903 @@
+#include "vantorel/workers/wiki/link_text/link_text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "vantorel/text/pattern.h"
+#include "vantorel/text/text.h"
+#include "vantorel/workers/wiki/finalize/blocks.h"
+#include "vantorel/workers/wiki/finalize/normalize.h"
+#include "vantorel/workers/wiki/verify/verify.h"
+
+namespace vantorel::workers::wiki {
+
+namespace {
+
+constexpr std::size_t NPOS = std::string_view::npos;
+constexpr std::uint32_t NONE = std::numeric_limits<std::uint32_t>::max();
+
+bool ascii_alpha(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool ascii_word(char c) noexcept { return ascii_alpha(c) || (c >= '0' && c <= '9') || c == '_'; }
+char ascii_lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool equal_ignoring_ascii_case(std::string_view a, std::string_view b) noexcept {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return ascii_lower(x) == ascii_lower(y); });
+}
+
+// ---------------------------------------------------------------------------------------------
+// Characters. A character is a valid UTF-8 sequence or, failing that, one byte on its own.
+
+struct Char {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+  bool valid = false;  // a valid UTF-8 sequence (every ASCII byte is one)
+};
+
+unsigned char byte_at(std::string_view s, std::size_t i) noexcept { return static_cast<unsigned char>(s[i]); }
+
+// Length of the valid UTF-8 sequence that starts at `s[i]`, or 0 when none starts there.
+std::size_t utf8_length(std::string_view s, std::size_t i) noexcept { return text::decode_utf8(s, i).length; }
+
+Char char_at(std::string_view s, std::size_t i) noexcept {
+  const std::size_t length = utf8_length(s, i);
+  return length == 0 ? Char{i, i + 1, false} : Char{i, i + length, true};
+}
+
+// The character that ends just before `s[end]`, where `end` is a character boundary. A lead byte
+// never stands inside another valid sequence, so this agrees with decoding from the start.
+Char char_before(std::string_view s, std::size_t end) noexcept {
+  if (byte_at(s, end - 1) < 0x80) return {end - 1, end, true};
+  const std::string_view head = s.substr(0, end);
+  for (std::size_t length = 2; length <= 4 && length <= end; ++length) {
+    if (utf8_length(head, end - length) == length) return {end - length, end, true};
+  }
+  return {end - 1, end, false};
+}
+
+// Word characters: Unicode letters and digits and "_". Characters outside ASCII are classified by
+// a PCRE2 pattern in UTF mode, remembered in a small cache; an invalid byte is never one.
+class WordClasses {
+ public:
+  bool is_word(std::string_view s, Char c) {
+    if (!c.valid) return false;
+    if (c.end - c.begin == 1) return ascii_word(s[c.begin]);
+    std::uint32_t key = 0;
+    for (std::size_t i = c.begin; i < c.end; ++i) key = key << 8 | byte_at(s, i);
+    Slot& slot = cache_[(key * 2654435761u) >> (32 - CACHE_BITS)];
+    if (slot.key != key) {
+      static const text::Pattern word(R"([\p{L}\p{N}_])", text::Pattern::UNICODE);
+      slot = {key, static_cast<bool>(word.full_match(s.substr(c.begin, c.end - c.begin)))};
+    }
+    return slot.word;
+  }
+
+ private:
+  static constexpr unsigned CACHE_BITS = 9;
+  struct Slot {
+    std::uint32_t key = 0;  // the character's bytes; 0 for an empty slot (no such character)
+    bool word = false;
+  };
+  std::array<Slot, std::size_t{1} << CACHE_BITS> cache_{};
+};
+
+// ---------------------------------------------------------------------------------------------
+// Symbols. Titles and prose are matched as symbol streams in which word boundaries are symbols of
+// their own: WORD_START stands before the first character of every word, WORD_END after its last.
+// A title "Config" becomes WORD_START C o n f i g WORD_END and so matches only a whole word, with
+// no check after the fact. A byte that is not part of valid UTF-8 is a symbol apart from the same
+// byte inside a character, so a match always starts and ends on character boundaries.
+
+using Symbol = std::uint16_t;
+constexpr Symbol INVALID_BYTE = 256;  // INVALID_BYTE + (byte - 0x80) for a byte outside valid UTF-8
+constexpr Symbol WORD_START = 384;
+constexpr Symbol WORD_END = 385;
+constexpr std::size_t ALPHABET = 386;
+
+Symbol symbol_of(unsigned char b, bool valid) noexcept { return valid ? b : static_cast<Symbol>(INVALID_BYTE + (b - 0x80)); }
+
+// The symbols of `title`, last one first (titles are matched from right to left).
+void reversed_title_symbols(std::string_view title, WordClasses& words, std::vector<Symbol>& out) {
+  out.clear();
+  bool previous_word = false;
+  for (std::size_t i = 0; i < title.size();) {
+    const Char c = char_at(title, i);
+    const bool word = words.is_word(title, c);
+    if (word && !previous_word) out.push_back(WORD_START);
+    if (!word && previous_word) out.push_back(WORD_END);
+    for (std::size_t k = c.begin; k < c.end; ++k) out.push_back(symbol_of(byte_at(title, k), c.valid));
+    previous_word = word;
+    i = c.end;
+  }
+  if (previous_word) out.push_back(WORD_END);
+  std::reverse(out.begin(), out.end());
+}
+
+// ---------------------------------------------------------------------------------------------
+// A multi-pattern matcher over symbols: a trie with failure links (Aho-Corasick). Built once per
+// call; after `build` the edges sit in one sorted array, with a direct table at the root.
+
+class Automaton {
+ public:
+  // Adds a non-empty pattern under `id`; a pattern added again keeps its first id.
+  void add(std::span<const Symbol> pattern, std::uint32_t id) {
+    std::uint32_t node = 0;
+    for (const Symbol s : pattern) {
+      const auto [it, fresh] = building_.try_emplace(key(node, s), static_cast<std::uint32_t>(nodes_.size()));
+      if (fresh) nodes_.emplace_back();
+      node = it->second;
+    }
+    if (nodes_[node].id == NONE) nodes_[node].id = id;
+  }
+
+  // Lays out the edges and computes the failure links; call once, after the last `add`.
+  void build() {
+    edges_.reserve(building_.size());
+    for (const auto& [k, to] : building_) edges_.push_back({static_cast<std::uint32_t>(k >> 16), static_cast<Symbol>(k & 0xFFFF), to});
+    building_ = {};
+    std::sort(edges_.begin(), edges_.end(),
+              [](const Edge& a, const Edge& b) { return a.from != b.from ? a.from < b.from : a.symbol < b.symbol; });
+    for (std::uint32_t e = 0; e < edges_.size(); ++e) {
+      Node& from = nodes_[edges_[e].from];
+      if (from.first == from.last) from.first = e;
+      from.last = e + 1;
+    }
+    root_.assign(ALPHABET, 0);
+    for (std::uint32_t e = nodes_[0].first; e < nodes_[0].last; ++e) root_[edges_[e].symbol] = edges_[e].to;
+    // Breadth first, so that a node's failure target is final before the node is reached.
+    std::vector<std::uint32_t> queue{0};
+    for (std::size_t q = 0; q < queue.size(); ++q) {
+      const std::uint32_t u = queue[q];
+      for (std::uint32_t e = nodes_[u].first; e < nodes_[u].last; ++e) {
+        Node& v = nodes_[edges_[e].to];
+        v.fail = u == 0 ? 0 : step(nodes_[u].fail, edges_[e].symbol);
+        v.out = v.id != NONE ? v.id : nodes_[v.fail].out;
+        queue.push_back(edges_[e].to);
+      }
+    }
+  }
+
+  bool empty() const noexcept { return nodes_.size() == 1; }
+
+  // The child of `node` along `s`, or NONE.
+  std::uint32_t child(std::uint32_t node, Symbol s) const noexcept {
+    if (node == 0) return root_[s] != 0 ? root_[s] : NONE;
+    const Edge* first = edges_.data() + nodes_[node].first;
+    const Edge* last = edges_.data() + nodes_[node].last;
+    const Edge* hit = std::lower_bound(first, last, s, [](const Edge& e, Symbol x) { return e.symbol < x; });
+    return hit != last && hit->symbol == s ? hit->to : NONE;
+  }
+
+  // The state after reading `s` in `state`.
+  std::uint32_t step(std::uint32_t state, Symbol s) const noexcept {
+    while (state != 0) {
+      const std::uint32_t next = child(state, s);
+      if (next != NONE) return next;
+      state = nodes_[state].fail;
+    }
+    return root_[s];
+  }
+
+  // The id of the pattern that ends exactly at `node`, or NONE.
+  std::uint32_t id(std::uint32_t node) const noexcept { return nodes_[node].id; }
+
+  // The id of the longest pattern that is a suffix of what `state` has read, or NONE.
+  std::uint32_t longest(std::uint32_t state) const noexcept { return nodes_[state].out; }
+
+ private:
+  struct Node {
+    std::uint32_t id = NONE;   // the pattern ending here
+    std::uint32_t out = NONE;  // the longest pattern ending here or along the failure links
+    std::uint32_t fail = 0;
+    std::uint32_t first = 0;  // this node's edges in `edges_`
+    std::uint32_t last = 0;
+  };
+  struct Edge {
+    std::uint32_t from = 0;
+    Symbol symbol = 0;
+    std::uint32_t to = 0;
+  };
+
+  static std::uint64_t key(std::uint32_t node, Symbol s) noexcept { return std::uint64_t{node} << 16 | s; }
+
+  std::vector<Node> nodes_ = std::vector<Node>(1);
+  std::unordered_map<std::uint64_t, std::uint32_t> building_;
+  std::vector<Edge> edges_;
+  std::vector<std::uint32_t> root_;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Inline structure of one line: what is not prose. No backslash escapes are interpreted.
+
+// A run of a line that is not prose: inline code, a link, an image or bracketed text, raw HTML or
+// an autolink, a bare URL, or the rest of a line after a backtick run that nothing closes.
+struct Span {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+  std::size_t ticks = 0;  // the length of the backtick runs around a closed code span, else 0
+};
+
+// An inline link "[text](dest)", as offsets into its line.
+struct InlineLink {
+  std::size_t text_begin = 0;
+  std::size_t text_end = 0;
+  std::size_t dest_begin = 0;
+  std::size_t dest_end = 0;
+};
+
+// The end of a bare URL starting at `line[i]`, or NPOS when none starts there.
+std::size_t url_end(std::string_view line, std::size_t i) noexcept {
+  const std::string_view rest = line.substr(i);
+  if (!rest.starts_with("http://") && !rest.starts_with("https://") && !rest.starts_with("www.")) return NPOS;
+  std::size_t j = i;
+  // "[" must end it: a link written right after a URL then still reads as a link.
+  static constexpr std::string_view STOP = "<>[]`";
+  while (j < line.size() && STOP.find(line[j]) == NPOS && text::space_at(line, j) == 0) ++j;
+  return j;
+}
+
+// The end of raw HTML or an autolink starting at `line[i]` (a "<"), or NPOS when none starts there.
+// Without its closing ">" (or "-->") it runs to the end of the line.
+std::size_t html_end(std::string_view line, std::size_t i) noexcept {
+  if (i + 1 >= line.size()) return NPOS;
+  const char next = line[i + 1];
+  if (!ascii_alpha(next) && next != '/' && next != '!' && next != '?') return NPOS;
+  const bool comment = line.substr(i).starts_with("<!--");
+  const std::size_t close = comment ? line.find("-->", i + 4) : line.find('>', i + 1);
+  if (close == NPOS) return line.size();
+  return close + (comment ? 3 : 1);
+}
+
+// Finds, left to right as a Markdown reader does, the code spans, links, images, bracketed text,
+// raw HTML and bare URLs of a line. Links close on their "]" with a stack of "[" openers; once a
+// link closes, the "[" openers before it are inactive (a link holds no link). Reuses its buffers
+// from line to line.
+class Lexer {
+ public:
+  void lex(std::string_view line) {
+    spans_.clear();
+    links_.clear();
+    openers_.clear();
+    active_from_ = 0;
+    match_destinations(line);
+    std::size_t i = 0;
+    while (i < line.size()) {
+      switch (line[i]) {
+        case '`':
+          i = code_span(line, i);
+          break;
+        case '<':
+          if (const std::size_t end = html_end(line, i); end != NPOS) {
+            spans_.push_back({i, end, 0});
+            i = end;
+          } else {
+            ++i;
+          }
+          break;
+        case '!':
+          if (i + 1 < line.size() && line[i + 1] == '[') {
+            openers_.push_back({i, true});
+            i += 2;
+          } else {
+            ++i;
+          }
+          break;
+        case '[':
+          openers_.push_back({i, false});
+          ++i;
+          break;
+        case ']':
+          i = close_bracket(line, i);
+          break;
+        case 'h':
+        case 'w':
+          if (const std::size_t end = url_end(line, i); end != NPOS) {
+            spans_.push_back({i, end, 0});
+            i = end;
+          } else {
+            ++i;
+          }
+          break;
+        default:
+          ++i;
+      }
+    }
+  }
+
+  // The runs that are not prose, in line order, none inside another.
+  std::span<const Span> spans() const noexcept { return spans_; }
+  // The inline links, in line order.
+  std::span<const InlineLink> links() const noexcept { return links_; }
+
+ private:
+  struct Opener {
+    std::size_t pos = 0;
+    bool image = false;  // "![" rather than "["
+  };
+  struct Level {
+    std::size_t dest = 0;   // index into `dests_`
+    std::size_t depth = 0;  // plain "(" open inside it
+  };
+
+  std::size_t code_span(std::string_view line, std::size_t i) {
+    std::size_t run_end = i;
+    while (run_end < line.size() && line[run_end] == '`') ++run_end;
+    const std::size_t ticks = run_end - i;
+    for (std::size_t j = line.find('`', run_end); j != NPOS; j = line.find('`', j)) {
+      std::size_t k = j;
+      while (k < line.size() && line[k] == '`') ++k;
+      if (k - j == ticks) {
+        spans_.push_back({i, k, ticks});
+        return k;
+      }
+      j = k;
+    }
+    spans_.push_back({i, line.size(), 0});
+    return line.size();
+  }
+
+  // Pairs each "(" that follows a "]" with its matching ")", counting the parentheses of the
+  // whole line in one pass.
+  void match_destinations(std::string_view line) {
+    dests_.clear();
+    levels_.clear();
+    next_dest_ = 0;
+    if (line.find("](") == NPOS) return;
+    std::size_t outside = 0;  // plain "(" open outside every destination
+    for (std::size_t j = 0; j < line.size(); ++j) {
+      if (line[j] == '(') {
+        if (j > 0 && line[j - 1] == ']') {
+          levels_.push_back({dests_.size(), 0});
+          dests_.emplace_back(j, NPOS);
+        } else if (levels_.empty()) {
+          ++outside;
+        } else {
+          ++levels_.back().depth;
+        }
+      } else if (line[j] == ')') {
+        if (levels_.empty()) {
+          if (outside > 0) --outside;
+        } else if (levels_.back().depth > 0) {
+          --levels_.back().depth;
+        } else {
+          dests_[levels_.back().dest].second = j;
+          levels_.pop_back();
+        }
+      }
+    }
+  }
+
+  // The ")" matching the "(" at `open`, or NPOS. Called with increasing `open`.
+  std::size_t destination_end(std::size_t open) noexcept {
+    while (next_dest_ < dests_.size() && dests_[next_dest_].first < open) ++next_dest_;
+    return next_dest_ < dests_.size() && dests_[next_dest_].first == open ? dests_[next_dest_].second : NPOS;
+  }
+
+  std::size_t close_bracket(std::string_view line, std::size_t i) {
+    if (openers_.empty()) return i + 1;
+    const Opener opener = openers_.back();
+    openers_.pop_back();
+    const bool active = opener.image || openers_.size() >= active_from_;
+    active_from_ = std::min(active_from_, openers_.size());
+    if (!active) return i + 1;
+    std::size_t end = i + 1;
+    bool link = false;
+    if (const std::size_t close = i + 1 < line.size() && line[i + 1] == '(' ? destination_end(i + 1) : NPOS; close != NPOS) {
+      if (!opener.image) links_.push_back({opener.pos + 1, i, i + 2, close});
+      end = close + 1;
+      link = true;
+    } else if (i + 1 < line.size() && line[i + 1] == '[') {
+      // "[text][label]": taken for a reference link, whether or not the label is defined, unless
+      // "[label](dest)" is an inline link of its own.
+      std::size_t j = i + 2;
+      while (j < line.size() && line[j] != '[' && line[j] != ']') ++j;
+      const bool label = j < line.size() && line[j] == ']';
+      if (label && !(j + 1 < line.size() && line[j + 1] == '(' && destination_end(j + 1) != NPOS)) {
+        end = j + 1;
+        link = true;
+      }
+    }
+    // Bracketed text "[...]" without a destination may still be a reference link: never prose.
+    while (!spans_.empty() && spans_.back().begin >= opener.pos) spans_.pop_back();
+    spans_.push_back({opener.pos, end, 0});
+    if (link && !opener.image) active_from_ = openers_.size();
+    return end;
+  }
+
+  std::vector<Span> spans_;
+  std::vector<InlineLink> links_;
+  std::vector<Opener> openers_;
+  std::size_t active_from_ = 0;                             // "[" openers below this index are inactive
+  std::vector<std::pair<std::size_t, std::size_t>> dests_;  // "(" after "]" and its ")" (NPOS: none), by position
+  std::vector<Level> levels_;
+  std::size_t next_dest_ = 0;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Block structure: which lines hold no prose.
+
+// Level of the heading `line` is (1 to 6), or 0 when it is not a heading line.
+int heading_level(std::string_view line) {
+  if (line.empty() || line[0] != '#' || !detail::HEADING_RE().match(line)) return 0;
+  int level = 0;
+  while (line[static_cast<std::size_t>(level)] == '#') ++level;
+  return level;
+}
+
+bool is_marker_line(std::string_view line) {
+  const std::string_view t = text::trim(line);
+  return t.starts_with("<!--") && (detail::OPEN_RE().full_match(t) || detail::CLOSE_RE().full_match(t));
+}
+
+// "[label]: destination".
+bool is_reference_definition(std::string_view line) {
+  const std::string_view t = text::ltrim(line);
+  if (t.empty() || t[0] != '[') return false;
+  const std::size_t close = t.find(']');
+  return close != NPOS && close + 1 < t.size() && t[close + 1] == ':';
+}
+
+// An HTML block and how it ends: at a blank line, or at the line holding its closing text.
+enum class HtmlBlock { NONE, TO_BLANK_LINE, COMMENT, PROCESSING, DECLARATION, CDATA };
+
+std::string_view closing_text(HtmlBlock block) noexcept {
+  switch (block) {
+    case HtmlBlock::COMMENT:
+      return "-->";
+    case HtmlBlock::PROCESSING:
+      return "?>";
+    case HtmlBlock::DECLARATION:
+      return ">";
+    case HtmlBlock::CDATA:
+      return "]]>";
+    default:
+      return {};
+  }
+}
+
+// The HTML block that `line` opens: a line starting, after white space, with a comment, a
+// processing instruction, a declaration, CDATA, or an opening or closing tag. `after` gets the
+// offset just past the opener, where its closing text is looked for.
+HtmlBlock html_block_start(std::string_view line, std::size_t& after) {
+  const std::string_view t = text::ltrim(line);
+  const std::size_t offset = line.size() - t.size();
+  if (t.size() < 2 || t[0] != '<') return HtmlBlock::NONE;
+  const auto opener = [&](std::string_view head, HtmlBlock block) {
+    after = offset + head.size();
+    return block;
+  };
+  if (t.starts_with("<!--")) return opener("<!--", HtmlBlock::COMMENT);
+  if (t.starts_with("<?")) return opener("<?", HtmlBlock::PROCESSING);
+  if (t.starts_with("<![CDATA[")) return opener("<![CDATA[", HtmlBlock::CDATA);
+  if (t[1] == '!' && t.size() > 2 && ascii_alpha(t[2])) return opener("<!", HtmlBlock::DECLARATION);
+  std::size_t i = t[1] == '/' ? 2 : 1;
+  if (i >= t.size() || !ascii_alpha(t[i])) return HtmlBlock::NONE;
+  while (i < t.size() && (ascii_alpha(t[i]) || (t[i] >= '0' && t[i] <= '9') || t[i] == '-')) ++i;
+  // A tag name, then the end of the line, white space, ">" or "/"; "<https://x>" is an autolink.
+  if (i == t.size() || t[i] == '>' || t[i] == '/' || text::space_at(t, i) != 0) return opener({}, HtmlBlock::TO_BLANK_LINE);
+  return HtmlBlock::NONE;
+}
+
+// Tracks, line by line, whether a line can hold links: outside fenced code, HTML blocks and the
+// "Related"/"Sources" sections, and not a heading, marker, blank or reference definition line.
+class BlockState {
+ public:
+  bool prose(std::string_view line) {
+    if (is_fence_line(line)) {
+      in_fence_ = !in_fence_;
+      html_ = HtmlBlock::NONE;
+      return false;
+    }
+    if (in_fence_) return false;
+    if (const int level = heading_level(line)) {
+      if (level <= 2) in_section_ = level == 2 && detail::is_legacy_section(detail::h2_title(line).value_or(""));
+      return false;
+    }
+    if (html_ != HtmlBlock::NONE) {
+      const bool ends = html_ == HtmlBlock::TO_BLANK_LINE ? text::is_blank(line) : line.find(closing_text(html_)) != NPOS;
+      if (ends) html_ = HtmlBlock::NONE;
+      return false;
+    }
+    if (in_section_ || text::is_blank(line) || is_marker_line(line) || is_reference_definition(line)) return false;
+    std::size_t after = 0;
+    if (const HtmlBlock block = html_block_start(line, after); block != HtmlBlock::NONE) {
+      const bool closed_here = block != HtmlBlock::TO_BLANK_LINE && line.find(closing_text(block), after) != NPOS;
+      if (!closed_here) html_ = block;
+      return false;
+    }
+    return true;
+  }
+
+ private:
+  bool in_fence_ = false;
+  bool in_section_ = false;  // inside a level-2 "Related" or "Sources" section
+  HtmlBlock html_ = HtmlBlock::NONE;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Targets.
+
+// A title that a link "[title](href)" carries intact.
+bool linkable_title(std::string_view title) noexcept { return !text::is_blank(title) && title.find_first_of("[]`<\n\r") == NPOS; }
+
+// A destination that stays one token in "(href)".
+bool linkable_href(std::string_view href) noexcept {
+  if (href.find_first_of("()") != NPOS) return false;
+  for (std::size_t i = 0; i < href.size(); ++i) {
+    if (text::space_at(href, i) != 0) return false;
+  }
+  return true;
+}
+
+// One mention found in a run of prose: the longest title that starts at `begin`.
+struct Mention {
+  std::size_t begin = 0;
+  std::size_t length = 0;
+  std::uint32_t title = 0;
+};
+
+// One call of `autolink`.
+class Linker {
+ public:
+  Linker(std::string_view body, std::span<const LinkTarget> links, std::string_view page_id) : body_(body), links_(links) {
+    href_of_.assign(links.size(), NONE);
+    std::unordered_map<std::string_view, std::uint32_t> href_ids;
+    for (std::size_t k = 0; k < links.size(); ++k) {
+      const LinkTarget& target = links[k];
+      if (target.page_id == page_id || !linkable_title(target.title) || !linkable_href(target.href)) continue;
+      const auto [it, fresh] = href_ids.try_emplace(target.href, static_cast<std::uint32_t>(hrefs_.size()));
+      if (fresh) hrefs_.push_back(target.href);
+      href_of_[k] = it->second;
+    }
+    linked_.assign(hrefs_.size(), false);
+    mark_already_linked(href_ids);
+    remaining_ = static_cast<std::size_t>(std::count(linked_.begin(), linked_.end(), false));
+  }
+
+  std::string run() {
+    if (remaining_ == 0) return std::string(body_);
+    prepare_titles();
+    prepare_files();
+    out_.reserve(body_.size() + body_.size() / 64 + 64);
+    BlockState blocks;
+    for (const std::string_view line : text::Lines(body_)) {
+      if (remaining_ == 0) break;
+      if (blocks.prose(line)) link_line(line);
+    }
+    out_.append(body_.substr(copied_));
+    return std::move(out_);
+  }
+
+ private:
+  // Marks every href that `body_` already links to, "](" + href + ")" or "](" + href + "#", and
+  // keeps where: no new link goes inside such a place, the links to the page itself and to targets
+  // that are never linked included. A walk down the trie of hrefs starts after each "](" and stops
+  // at the first "(" at the latest, since no href in the trie holds one, so the walks never overlap.
+  void mark_already_linked(const std::unordered_map<std::string_view, std::uint32_t>& href_ids) {
+    if (hrefs_.empty()) return;  // nothing will be linked
+    Automaton trie;
+    std::vector<std::uint32_t> linkable;  // per trie id: the href id, NONE for an href never linked
+    std::vector<Symbol> symbols;
+    for (const LinkTarget& target : links_) {
+      if (target.href.find('(') != NPOS) continue;
+      symbols.assign(target.href.begin(), target.href.end());
+      for (Symbol& s : symbols) s &= 0xFF;
+      trie.add(symbols, static_cast<std::uint32_t>(linkable.size()));
+      const auto it = href_ids.find(target.href);
+      linkable.push_back(it == href_ids.end() ? NONE : it->second);
+    }
+    trie.build();
+    for (std::size_t p = body_.find("]("); p != NPOS; p = body_.find("](", p + 2)) {
+      std::uint32_t node = 0;
+      std::size_t end = 0;
+      for (std::size_t i = p + 2; i < body_.size(); ++i) {
+        node = trie.child(node, byte_at(body_, i));
+        if (node == NONE) break;
+        const std::uint32_t id = trie.id(node);
+        if (id != NONE && i + 1 < body_.size() && (body_[i + 1] == ')' || body_[i + 1] == '#')) {
+          if (linkable[id] != NONE) linked_[linkable[id]] = true;
+          end = i + 2;
+        }
+      }
+      if (end != 0) protected_.emplace_back(p, end);
+    }
+  }
+
+  // Whether `pos` lies strictly inside one of `protected_`. Called with increasing `pos`.
+  bool inside_protected(std::size_t pos) noexcept {
+    while (next_protected_ < protected_.size() && protected_[next_protected_].second <= pos) ++next_protected_;
+    return next_protected_ < protected_.size() && protected_[next_protected_].first < pos;
+  }
+
+  // One matcher over every title that can be mentioned, the page's own and those of targets that
+  // cannot be linked included: a mention of them still covers the shorter titles inside it.
+  void prepare_titles() {
+    std::unordered_map<std::string_view, std::uint32_t> ids;
+    std::vector<Symbol> symbols;
+    for (std::size_t k = 0; k < links_.size(); ++k) {
+      const std::string_view title = links_[k].title;
+      if (!linkable_title(title)) continue;
+      const auto [it, fresh] = ids.try_emplace(title, static_cast<std::uint32_t>(title_targets_.size()));
+      if (fresh) {
+        title_targets_.emplace_back();
+        title_length_.push_back(title.size());
+        longest_title_ = std::max(longest_title_, title.size());
+        reversed_title_symbols(title, words_, symbols);
+        titles_.add(symbols, it->second);
+      }
+      title_targets_[it->second].push_back(static_cast<std::uint32_t>(k));
+    }
+    titles_.build();
+  }
+
+  void prepare_files() {
+    for (std::size_t k = 0; k < links_.size(); ++k) {
+      if (href_of_[k] == NONE) continue;
+      for (const std::string& file : links_[k].files) {
+        if (file.empty()) continue;
+        add_file(file, k);
+        if (detail::is_code_file(file)) add_file(std::string_view(file).substr(0, file.rfind('.')), k);
+      }
+    }
+  }
+
+  void add_file(std::string_view key, std::size_t k) {
+    const auto [it, fresh] = file_ids_.try_emplace(key, static_cast<std::uint32_t>(file_targets_.size()));
+    if (fresh) file_targets_.emplace_back();
+    std::vector<std::uint32_t>& targets = file_targets_[it->second];
+    if (targets.empty() || targets.back() != k) targets.push_back(static_cast<std::uint32_t>(k));
+  }
+
+  void link_line(std::string_view line) {
+    lexer_.lex(line);
+    const std::size_t base = static_cast<std::size_t>(line.data() - body_.data());
+    std::size_t pos = 0;
+    for (const Span& span : lexer_.spans()) {
+      link_mentions(line, base, pos, span.begin);
+      if (span.ticks > 0) link_file(line, base, span);
+      pos = span.end;
+    }
+    link_mentions(line, base, pos, line.size());
+  }
+
+  // Links the mentions in the prose `line[a, b)`, outside the places that already link a target.
+  void link_mentions(std::string_view line, std::size_t base, std::size_t a, std::size_t b) {
+    while (a < b && !titles_.empty() && remaining_ > 0) {
+      inside_protected(base + a);
+      if (next_protected_ == protected_.size() || protected_[next_protected_].first >= base + b) {
+        link_run(line, base, a, b);
+        return;
+      }
+      const auto [begin, end] = protected_[next_protected_];
+      if (begin > base + a) link_run(line, base, a, begin - base);
+      a = std::min(b, end - base);
+    }
+  }
+
+  // Links the mentions in the run of prose `line[a, b)`: leftmost first, then longest. A long run
+  // is read in windows, each scanned a title's length past its end, so that `found_` stays small.
+  void link_run(std::string_view line, std::size_t base, std::size_t a, std::size_t b) {
+    const std::size_t window = std::max<std::size_t>(std::size_t{1} << 16, 4 * longest_title_);
+    std::size_t cursor = a;
+    for (std::size_t x = a; x < b;) {
+      const std::size_t y = boundary_after(line, x, b, window);
+      find_mentions(line, x, y == b ? b : boundary_after(line, y, b, longest_title_));
+      for (auto it = found_.rbegin(); it != found_.rend() && it->begin < y; ++it) {
+        if (it->begin < cursor) continue;
+        cursor = it->begin + it->length;
+        link(base + it->begin, base + cursor, title_targets_[it->title]);
+      }
+      x = y;
+    }
+  }
+
+  // The first character boundary at least `distance` bytes after the boundary `from`, or `limit`.
+  static std::size_t boundary_after(std::string_view line, std::size_t from, std::size_t limit, std::size_t distance) noexcept {
+    if (limit - from <= distance) return limit;
+    std::size_t pos = from;
+    while (pos < from + distance) pos = char_at(line, pos).end;
+    return pos;
+  }
+
+  // Fills `found_` with the longest mention starting at each character of `line[a, b)`, last
+  // first. The symbols of the run are read from right to left through the matcher of reversed
+  // titles, so at each character the matcher's longest match is the longest title starting there.
+  void find_mentions(std::string_view line, std::size_t a, std::size_t b) {
+    found_.clear();
+    const auto report = [&](std::uint32_t state, std::size_t begin) {
+      const std::uint32_t title = titles_.longest(state);
+      if (title == NONE) return;
+      if (!found_.empty() && found_.back().begin == begin) {
+        if (found_.back().length < title_length_[title]) found_.back() = {begin, title_length_[title], title};
+        return;
+      }
+      found_.push_back({begin, title_length_[title], title});
+    };
+    const bool word_after = b < line.size() && words_.is_word(line, char_at(line, b));
+    Char c = char_before(line, b);
+    bool word = words_.is_word(line, c);
+    std::uint32_t state = 0;
+    if (word && !word_after) state = titles_.step(state, WORD_END);
+    while (true) {
+      for (std::size_t k = c.end; k-- > c.begin;) state = titles_.step(state, symbol_of(byte_at(line, k), c.valid));
+      report(state, c.begin);
+      // The character before `c` (outside the run when `c` is its first) decides the boundary.
+      const Char previous = c.begin > 0 ? char_before(line, c.begin) : Char{};
+      const bool word_before = c.begin > 0 && words_.is_word(line, previous);
+      if (word && !word_before) {
+        state = titles_.step(state, WORD_START);
+        report(state, c.begin);
+      }
+      if (c.begin == a) break;
+      if (!word && word_before) state = titles_.step(state, WORD_END);
+      c = previous;
+      word = word_before;
+    }
+  }
+
+  void link_file(std::string_view line, std::size_t base, const Span& span) {
+    const std::string_view content = line.substr(span.begin + span.ticks, span.end - span.begin - 2 * span.ticks);
+    const auto it = file_ids_.find(content);
+    if (it == file_ids_.end() || inside_protected(base + span.begin) || inside_protected(base + span.end)) return;
+    link(base + span.begin, base + span.end, file_targets_[it->second]);
+  }
+
+  // Links `body_[begin, end)` to the first of `targets` not linked yet, if any, unless the link
+  // would not read as one there: right after "!" it would be an image, right after "\" or "]" an
+  // escaped bracket or a reference label, and text ending in "\" would escape its "]". The byte
+  // before is judged as the result has it, so a second run judges the same way.
+  void link(std::size_t begin, std::size_t end, std::span<const std::uint32_t> targets) {
+    const char before = begin == last_end_ ? ')' : begin > 0 ? body_[begin - 1] : '\n';
+    if (before == '!' || before == '\\' || before == ']' || body_[end - 1] == '\\') return;
+    for (const std::uint32_t k : targets) {
+      const std::uint32_t id = href_of_[k];
+      if (id == NONE || linked_[id]) continue;
+      linked_[id] = true;
+      --remaining_;
+      out_.append(body_.substr(copied_, begin - copied_));
+      out_ += '[';
+      out_.append(body_.substr(begin, end - begin));
+      out_.append("](");
+      out_.append(hrefs_[id]);
+      out_ += ')';
+      copied_ = end;
+      last_end_ = end;
+      return;
+    }
+  }
+
+  std::string_view body_;
+  std::span<const LinkTarget> links_;
+  std::vector<std::uint32_t> href_of_;  // per target: its href's id, NONE when it is never linked
+  std::vector<std::string_view> hrefs_;
+  std::vector<bool> linked_;  // per href id
+  std::size_t remaining_ = 0;
+  // Where `body_` already links a target ("](" + href + ")" or "#"), by position: no link goes
+  // inside, so a second run finds the same targets linked.
+  std::vector<std::pair<std::size_t, std::size_t>> protected_;
+  std::size_t next_protected_ = 0;
+
+  Automaton titles_;                                       // reversed title symbols, by title id
+  std::vector<std::vector<std::uint32_t>> title_targets_;  // per title id: the targets with that title
+  std::vector<std::size_t> title_length_;                  // per title id: its length in bytes
+  std::size_t longest_title_ = 0;
+  std::unordered_map<std::string_view, std::uint32_t> file_ids_;
+  std::vector<std::vector<std::uint32_t>> file_targets_;  // per file id: the targets claiming it
+
+  WordClasses words_;
+  Lexer lexer_;
+  std::vector<Mention> found_;
+  std::string out_;
+  std::size_t copied_ = 0;       // `body_` is in `out_` up to here
+  std::size_t last_end_ = NPOS;  // where the last link's text ended in `body_`
+};
+
+// A link text and destination, to look up the title a link should now carry.
+struct LinkKey {
+  std::string_view href;
+  std::string_view text;
+  bool operator==(const LinkKey&) const = default;
+};
+
+struct LinkKeyHash {
+  std::size_t operator()(const LinkKey& key) const noexcept {
+    const std::hash<std::string_view> hash;
+    return hash(key.href) * 1000003u ^ hash(key.text);
+  }
+};
+
+}  // namespace
+
+namespace detail {
+
+bool is_code_file(std::string_view path) noexcept {
+  static constexpr std::string_view EXTENSIONS[] = {
+      "c",   "h",     "cc",     "cpp", "cxx",  "c++",   "hh",  "hpp", "hxx",  "h++", "ipp",  "inl", "m",   "mm",    "cs",  "java",  "kt",
+      "kts", "scala", "groovy", "go",  "rs",   "swift", "py",  "pyi", "rb",   "php", "pl",   "pm",  "lua", "js",    "jsx", "mjs",   "cjs",
+      "ts",  "tsx",   "mts",    "cts", "dart", "ex",    "exs", "erl", "hrl",  "hs",  "ml",   "mli", "fs",  "fsx",   "clj", "cljs",  "el",
+      "jl",  "r",     "zig",    "nim", "v",    "sv",    "vhd", "sh",  "bash", "zsh", "fish", "ps1", "sql", "proto", "vue", "svelte"};
+  const std::size_t slash = path.rfind('/');
+  const std::string_view name = slash == NPOS ? path : path.substr(slash + 1);
+  const std::size_t dot = name.rfind('.');
+  if (dot == NPOS || dot == 0 || dot + 1 == name.size()) return false;
+  const std::string_view extension = name.substr(dot + 1);
+  return std::any_of(std::begin(EXTENSIONS), std::end(EXTENSIONS),
+                     [&](std::string_view known) { return equal_ignoring_ascii_case(extension, known); });
+}
+
+}  // namespace detail
+
+std::string autolink(std::string_view body, std::span<const LinkTarget> links, std::string_view page_id) {
+  if (links.empty()) return std::string(body);
+  return Linker(body, links, page_id).run();
+}
+
+std::string refresh_link_texts(std::string_view body, std::span<const LinkTarget> links) {
+  std::unordered_map<LinkKey, std::string_view, LinkKeyHash> titles;
+  for (const LinkTarget& target : links) {
+    if (!linkable_title(target.title)) continue;
+    for (const std::string& former : target.former) titles.try_emplace(LinkKey{target.href, former}, target.title);
+  }
+  if (titles.empty()) return std::string(body);
+  std::string out;
+  out.reserve(body.size());
+  std::size_t copied = 0;
+  bool in_fence = false;
+  Lexer lexer;
+  for (const std::string_view line : text::Lines(body)) {
+    if (is_fence_line(line)) {
+      in_fence = !in_fence;
+      continue;
+    }
+    if (in_fence || line.find("](") == NPOS) continue;
+    lexer.lex(line);
+    const std::size_t base = static_cast<std::size_t>(line.data() - body.data());
+    for (const InlineLink& link : lexer.links()) {
+      const std::string_view text = line.substr(link.text_begin, link.text_end - link.text_begin);
+      const auto it = titles.find(LinkKey{line.substr(link.dest_begin, link.dest_end - link.dest_begin), text});
+      if (it == titles.end() || it->second == text) continue;
+      out.append(body.substr(copied, base + link.text_begin - copied));
+      out.append(it->second);
+      copied = base + link.text_end;
+    }
+  }
+  out.append(body.substr(copied));
+  return out;
+}
+
+std::vector<std::string> former_titles(const nlohmann::json* row) {
+  std::vector<std::string> out;
+  if (row == nullptr || !row->is_object()) return out;
+  const auto it = row->find("former_titles");
+  if (it == row->end() || !it->is_array()) return out;
+  for (const nlohmann::json& entry : *it) {
+    if (entry.is_string()) out.push_back(entry.get<std::string>());
+  }
+  return out;
+}
+
+std::vector<std::string> renamed(std::span<const std::string> former, std::span<const std::optional<std::string>> shown,
+                                 std::string_view title) {
+  std::vector<std::string> out;
+  out.reserve(former.size() + shown.size());
+  // Views into `former` and `shown`, which stay put while `out` grows.
+  std::unordered_set<std::string_view> listed;
+  for (const std::string& name : former) {
+    if (name == title) continue;
+    listed.insert(name);
+    out.push_back(name);
+  }
+  for (const std::optional<std::string>& name : shown) {
+    if (!name || *name == title || !listed.insert(*name).second) continue;
+    out.push_back(*name);
+  }
+  return out;
+}
+
+}  // namespace vantorel::workers::wiki
