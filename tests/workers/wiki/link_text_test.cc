@@ -595,7 +595,7 @@ TEST(FormerTitles, ReadsTheStringsOfTheStoredList) {
       {"null", {}},
   };
   for (const RowCase& c : cases) {
-    const nlohmann::json row = nlohmann::json::parse(c.json);
+    const StoredRow row = StoredRow::parse(c.json);
     EXPECT_EQ(former_titles(&row), c.out) << c.json;
   }
   EXPECT_EQ(former_titles(nullptr), std::vector<std::string>{});

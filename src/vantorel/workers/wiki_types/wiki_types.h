@@ -7,7 +7,10 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <map>
+#include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -60,6 +63,23 @@ struct PageType {
   bool operator==(const PageType&) const = default;
 };
 
+// A diagram the author of a page draws: its kind (a key of DIAGRAM_MERMAID) and the section of
+// the page type it goes in.
+struct DiagramSpec {
+  std::string kind{};     // "sequence": authors draw only sequence diagrams
+  std::string slot{};     // key of the page type's section that holds it
+  bool required = false;  // whether the page must have it
+  int max_nodes = 0;      // the most participants/nodes it should show
+
+  bool operator==(const DiagramSpec&) const = default;
+};
+
+// The facts a page's grounding carries; a section that needs a fact is offered only with it.
+using GroundingFacts = std::set<std::string, std::less<>>;
+
+// A page type's place in the navigation: (navigation section, order among the types).
+using NavKey = std::pair<int, int>;
+
 // Diagram kind -> the Mermaid keyword a diagram of that kind starts with, and a one-line
 // description of what it should show.
 struct DiagramMermaid {
@@ -78,6 +98,31 @@ inline constexpr std::array<DiagramMermaid, 6> DIAGRAM_MERMAID = {{
 
 // The selector of author-drawn diagrams in the diagram catalogue.
 inline constexpr std::string_view AUTHORED = "authored";
+
+// The built-in catalogue of page types, in navigation order.
+std::span<const PageType> page_types();
+
+// The catalogue's type with `id`, or nullptr.
+const PageType* find_page_type(std::string_view id);
+
+// The type's navigation position; compares by navigation section, then by order among the types.
+NavKey nav_key(const PageType& page_type);
+
+// The facts `grounding` carries. Two forms count, both case-sensitive: a line starting with
+// "facts:" lists names after the colon, separated by commas or white space; and a token
+// "[fact:NAME]" anywhere names one fact (NAME: ASCII letters, digits, "_", "-", ".").
+//
+//   EXPECT_EQ(grounding_facts("facts: config, cli\nSee [fact:errors]."),
+//             (GroundingFacts{"cli", "config", "errors"}));
+GroundingFacts grounding_facts(std::string_view grounding);
+
+// The sections `page_type` offers a page whose grounding carries `facts`, in display order: those
+// that need no fact, and those whose fact is among `facts`.
+std::vector<SectionSpec> outline_for(const PageType& page_type, const GroundingFacts& facts);
+
+// The diagrams of `page_type` drawn by `selector` (AUTHORED: the author) for a page of
+// `importance`, in order.
+std::vector<DiagramSpec> diagrams_for(const PageType& page_type, std::string_view importance, std::string_view selector);
 
 // The section of `page_type` in which a diagram with `heading` is placed: the type's section whose
 // key its diagram-slot table gives for that heading, or nullptr when the table has no entry or

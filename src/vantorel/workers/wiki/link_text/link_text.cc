@@ -871,12 +871,12 @@ std::string refresh_link_texts(std::string_view body, std::span<const LinkTarget
   return out;
 }
 
-std::vector<std::string> former_titles(const nlohmann::json* row) {
+std::vector<std::string> former_titles(const StoredRow* row) {
   std::vector<std::string> out;
   if (row == nullptr || !row->is_object()) return out;
   const auto it = row->find("former_titles");
   if (it == row->end() || !it->is_array()) return out;
-  for (const nlohmann::json& entry : *it) {
+  for (const StoredRow& entry : *it) {
     if (entry.is_string()) out.push_back(entry.get<std::string>());
   }
   return out;

@@ -21,6 +21,9 @@
 
 namespace vantorel::workers::wiki {
 
+// The record the generator stored for a page built before: a JSON object, keys in stored order.
+using StoredRow = nlohmann::ordered_json;
+
 // A page that another page can link to: by its title, by a title it had before, and, for a
 // code-unit page, by the repository paths of its files. Built from exactly these four values;
 // the link destination `href` is derived from the page id, so no caller can forget or contradict
@@ -88,7 +91,7 @@ std::string refresh_link_texts(std::string_view body, std::span<const LinkTarget
 
 // The strings of the stored row's "former_titles" list, in order (other entries skipped); empty when
 // `row` is null, not an object, or has no such list.
-std::vector<std::string> former_titles(const nlohmann::json* row);
+std::vector<std::string> former_titles(const StoredRow* row);
 
 // The former titles of a page whose title is now `title`: `former` in order, then each entry of
 // `shown` (titles the page was shown under) that is set, differs from `title` and is not listed

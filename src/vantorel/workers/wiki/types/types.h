@@ -5,8 +5,11 @@
 //   const Diagram graph{.heading = "Dependencies", .mermaid = "flowchart LR\n  a --> b"};
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "vantorel/workers/wiki_types/wiki_types.h"
 
 namespace vantorel::workers::wiki {
 
@@ -31,5 +34,17 @@ struct Diagram {
 
   bool operator==(const Diagram&) const = default;
 };
+
+// The generator's configuration, as far as the finalize step reads it.
+struct WikiConfig {
+  bool diagrams = true;                     // code builds diagrams, and authors draw theirs
+  std::optional<bool> sequence_diagrams{};  // authors draw sequence diagrams; unset counts as true
+
+  bool operator==(const WikiConfig&) const = default;
+};
+
+// The page type of `plan`: the catalogue's type with the plan's `type_id`. Throws
+// std::out_of_range naming the id when the catalogue has no such type.
+const PageType& plan_type(const PagePlan& plan);
 
 }  // namespace vantorel::workers::wiki

@@ -1,0 +1,48 @@
+// WikiGenerator: the generator's orchestrator, as far as the finalize step needs one. It holds the
+// wiki's plan, the rows stored for pages built before, the repository (a folder), the
+// configuration and the file dependency graph, and mixes in FinalizeMixin.
+//
+//   WikiGenerator generator({.plans = plans, .repository = "repo", .imports = {{"src/a.c", {"src/b.h"}}}});
+//   const FinalizedPage page = generator._finalize(generator._plans[0], text, {}, grounding);
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "vantorel/workers/wiki/finalize/mixin.h"
+
+namespace vantorel::workers::wiki {
+
+// Repository path -> the paths it imports (depends on), as the repository's scanner found them.
+using ImportMap = std::map<std::string, std::vector<std::string>, std::less<>>;
+
+// What a generator is built from.
+struct WikiSetup {
+  std::vector<PagePlan> plans{};                          // every page, in plan order
+  std::filesystem::path repository{};                     // the repository's root folder
+  WikiConfig config{};                                    // diagrams / sequence_diagrams
+  ImportMap imports{};                                    // file -> the files it imports
+  std::unordered_map<std::string, StoredRow> existing{};  // stored rows of pages built before
+};
+
+class WikiGenerator : public FinalizeMixin {
+ public:
+  explicit WikiGenerator(WikiSetup setup);
+
+  const std::filesystem::path& repository() const override { return repository_; }
+  const WikiConfig& wiki_config() const override { return config_; }
+
+  // Path -> the paths that depend on it: the import graph inverted, every path normalized, each
+  // list sorted and without repeats.
+  const DependentsMap& _file_dependents_map() const override { return dependents_; }
+
+ private:
+  std::filesystem::path repository_;
+  WikiConfig config_;
+  DependentsMap dependents_;
+};
+
+}  // namespace vantorel::workers::wiki
