@@ -24,8 +24,16 @@ test: build
 asan:
 	$(MAKE) test BUILD=$(BUILD)-asan BUILD_TYPE=RelWithDebInfo CMAKE_FLAGS="-DVANTOREL_SANITIZE=address,undefined $(CMAKE_FLAGS)"
 
+# Finalizes a fresh copy of examples/ (a made-up repository and its wiki) in $(BUILD)/demo, then
+# checks that a second run would change nothing: the demo fails if it would.
+DEMO = $(BUILD)/demo
 demo: build
-	@echo "demo: the command-line program and its example wiki arrive in a later change; the library and its tests are built."
+	rm -rf $(DEMO)
+	cp -R examples $(DEMO)
+	$(BUILD)/tools/wiki-finalize $(DEMO)
+	@echo "demo: the finished pages are in $(DEMO)/wiki/ (start with overview.md); the manifest is $(DEMO)/wiki/manifest.json"
+	@echo "demo: a second run, with --check, must change nothing:"
+	$(BUILD)/tools/wiki-finalize --check $(DEMO)
 
 clean:
 	rm -rf $(BUILD) $(BUILD)-asan

@@ -1,0 +1,371 @@
+#include "finalize_run.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+#include <ostream>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "errors.h"
+#include "files.h"
+#include "page_checks.h"
+#include "unified_diff.h"
+#include "vantorel/workers/wiki/finalize/finalize.h"
+#include "vantorel/workers/wiki/orchestrator/orchestrator.h"
+#include "vantorel/workers/wiki/repo_facts/repo_facts.h"
+
+namespace vantorel::tools {
+
+namespace {
+
+constexpr std::string_view PROGRAM = "wiki-finalize";
+constexpr std::string_view WIKI_JSON = "wiki.json";
+constexpr std::string_view MANIFEST = "manifest.json";
+
+// One page's share of a run.
+struct PageJob {
+  const PageEntry* entry = nullptr;
+  std::filesystem::path path{};          // the page file
+  std::string display{};                 // its name in messages
+  std::optional<std::string> on_disk{};  // what the file holds; nullopt when there is none
+};
+
+// What finalizing one page gave.
+struct PageOutcome {
+  wiki::FinalizedPage page{};
+  std::string bytes{};               // what the file should hold, line endings applied
+  bool changed = false;              // the file does not hold `bytes` yet
+  std::vector<std::string> notes{};  // complete messages for standard error
+  std::string error{};               // set when finalizing failed
+};
+
+std::string encoded(std::string_view finished, Eol eol) { return eol == Eol::CRLF ? with_crlf(finished) : std::string(finished); }
+
+PageOutcome finalize_one(const wiki::WikiGenerator& generator, const PageJob& job, std::span<const wiki::LinkTarget> targets, Eol eol) {
+  PageOutcome outcome;
+  const wiki::PagePlan& plan = job.entry->plan;
+  const std::string text = job.on_disk.value_or(std::string());
+  const std::vector<wiki::Diagram> diagrams =
+      generator.wiki_config().diagrams ? generator._build_diagrams(plan) : std::vector<wiki::Diagram>();
+  const wiki::FinalizeOptions options{.seeds = job.entry->seeds, .fill_citations = true};
+  outcome.page = generator._finalize(plan, text, diagrams, job.entry->grounding, options);
+  const std::string& markdown = outcome.page.markdown;
+
+  if (generator._finalize(plan, markdown, diagrams, job.entry->grounding, options).markdown != markdown) {
+    std::string note = job.display;
+    note.append(": the page does not settle: finalizing the finished page again changes it; likely cause: ");
+    note.append(unsettled_cause(text, plan.title, plan.description));
+    outcome.notes.push_back(std::move(note));
+  }
+  if (job.on_disk) {
+    for (const std::string& part : edited_blocks(wiki::lf(*job.on_disk), markdown, targets)) {
+      std::string note = job.display;
+      note.append(": the ").append(part).append(" block was edited; it is written anew from the plan");
+      outcome.notes.push_back(std::move(note));
+    }
+  }
+  outcome.bytes = encoded(markdown, eol);
+  outcome.changed = !is_final(job.on_disk, markdown, eol);
+  return outcome;
+}
+
+// Shows "wiki-finalize: 3/8 pages" on a terminal while pages are finalized.
+class Progress {
+ public:
+  Progress(std::ostream& err, bool shown, std::size_t total) : err_(err), shown_(shown), total_(total) {}
+
+  void page_done() {
+    const std::lock_guard lock(mutex_);
+    ++done_;
+    if (shown_) err_ << '\r' << PROGRAM << ": " << done_ << '/' << total_ << " pages" << std::flush;
+  }
+  void clear() {
+    if (shown_ && total_ > 0) err_ << "\r\033[K" << std::flush;
+  }
+
+ private:
+  std::ostream& err_;
+  bool shown_;
+  std::size_t total_;
+  std::size_t done_ = 0;  // guarded by mutex_
+  std::mutex mutex_;
+};
+
+// Finalizes the pages of `jobs` on up to `threads` threads; outcome i belongs to job i whatever
+// the number of threads.
+std::vector<PageOutcome> finalize_all(const wiki::WikiGenerator& generator, std::span<const PageJob> jobs,
+                                      std::span<const wiki::LinkTarget> targets, Eol eol, unsigned threads, Progress& progress) {
+  std::vector<PageOutcome> outcomes(jobs.size());
+  std::atomic<std::size_t> next{0};
+  auto work = [&] {
+    for (std::size_t i; (i = next++) < jobs.size();) {
+      try {
+        outcomes[i] = finalize_one(generator, jobs[i], targets, eol);
+      } catch (const std::exception& e) {
+        outcomes[i].error = jobs[i].display;
+        outcomes[i].error.append(": cannot finalize the page: ").append(e.what());
+      }
+      progress.page_done();
+    }
+  };
+  const std::size_t helpers = std::min<std::size_t>(threads, jobs.size()) - (jobs.empty() ? 0 : 1);
+  std::vector<std::jthread> pool;
+  pool.reserve(helpers);
+  for (std::size_t t = 0; t < helpers; ++t) pool.emplace_back(work);
+  work();
+  pool.clear();  // joins
+  return outcomes;
+}
+
+unsigned thread_count(unsigned requested) {
+  if (requested != 0) return requested;
+  return std::clamp(std::thread::hardware_concurrency(), 1u, MAX_JOBS);
+}
+
+std::string seconds_since(std::chrono::steady_clock::time_point start) {
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%.2f s", seconds);
+  return buffer;
+}
+
+std::string pages_word(std::size_t n) {
+  std::string out = std::to_string(n);
+  out.append(n == 1 ? " page" : " pages");
+  return out;
+}
+
+int finalize_wiki(const Options& options, std::ostream& out, std::ostream& err, bool terminal) {
+  const auto start = std::chrono::steady_clock::now();
+  const WikiPaths paths = wiki_paths(options.repository, options.wiki);
+  if (const auto warning = placement_warning(paths)) err << *warning << '\n';
+  LoadedWiki loaded = load_wiki(paths);
+  for (const std::string& warning : loaded.file.warnings) err << warning << '\n';
+  if (!options.check) check_writable_folder(paths.folder, paths.folder_display);
+
+  std::vector<PageJob> jobs;
+  jobs.reserve(loaded.file.pages.size());
+  std::vector<wiki::PagePlan> plans;
+  plans.reserve(loaded.file.pages.size());
+  for (const PageEntry& entry : loaded.file.pages) {
+    std::string name = entry.plan.page_id;
+    name.append(".md");
+    PageJob job{.entry = &entry, .path = paths.file(name), .display = paths.display(name)};
+    job.on_disk = read_file(job.path, job.display);
+    jobs.push_back(std::move(job));
+    plans.push_back(entry.plan);
+  }
+  const std::optional<std::string> old_manifest = read_file(paths.file(MANIFEST), paths.display(MANIFEST));
+
+  const wiki::WikiGenerator generator(wiki::WikiSetup{.plans = std::move(plans),
+                                                      .repository = paths.repository,
+                                                      .config = loaded.file.config,
+                                                      .imports = loaded.file.imports,
+                                                      .existing = std::move(loaded.rows)});
+  const std::vector<wiki::LinkTarget> targets = generator._link_targets();
+
+  Progress progress(err, terminal, jobs.size());
+  std::vector<PageOutcome> outcomes = finalize_all(generator, jobs, targets, options.eol, thread_count(options.jobs), progress);
+  progress.clear();
+
+  bool failed = false;
+  for (const PageOutcome& outcome : outcomes) {
+    if (!outcome.error.empty()) {
+      err << outcome.error << '\n';
+      failed = true;
+    }
+  }
+  if (failed) return EXIT_TROUBLE;
+  for (const PageOutcome& outcome : outcomes) {
+    for (const std::string& note : outcome.notes) err << note << '\n';
+  }
+
+  std::vector<wiki::FinalizedPage> finalized;
+  finalized.reserve(outcomes.size());
+  for (PageOutcome& outcome : outcomes) finalized.push_back(std::move(outcome.page));
+  const std::string manifest = manifest_text(loaded.file.pages, finalized, targets);
+  const std::string manifest_bytes = encoded(manifest, options.eol);
+  const bool manifest_changed = !is_final(old_manifest, manifest, options.eol);
+
+  std::size_t changed = 0;
+  for (const PageOutcome& outcome : outcomes) changed += outcome.changed ? 1 : 0;
+
+  if (options.check) {
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
+      if (outcomes[i].changed) out << jobs[i].display << '\n';
+    }
+    if (manifest_changed) out << paths.display(MANIFEST) << '\n';
+    if (options.diff) {
+      for (std::size_t i = 0; i < jobs.size(); ++i) {
+        if (outcomes[i].changed) out << unified_diff(jobs[i].on_disk.value_or(""), outcomes[i].bytes, jobs[i].display, jobs[i].display);
+      }
+      if (manifest_changed) {
+        out << unified_diff(old_manifest.value_or(""), manifest_bytes, paths.display(MANIFEST), paths.display(MANIFEST));
+      }
+    }
+    err << PROGRAM << ": " << pages_word(jobs.size()) << ", " << changed << " would change"
+        << (manifest_changed ? ", the manifest would change" : "") << " (" << seconds_since(start) << ")\n";
+    return changed > 0 || manifest_changed ? EXIT_CHANGED : EXIT_OK;
+  }
+
+  for (std::size_t i = 0; i < jobs.size(); ++i) {
+    if (outcomes[i].changed) write_atomically(jobs[i].path, outcomes[i].bytes, jobs[i].display);
+  }
+  if (manifest_changed) write_atomically(paths.file(MANIFEST), manifest_bytes, paths.display(MANIFEST));
+  err << PROGRAM << ": " << pages_word(jobs.size()) << ", " << changed << " changed" << (manifest_changed ? ", manifest updated" : "")
+      << " (" << seconds_since(start) << ")\n";
+  return EXIT_OK;
+}
+
+// The page file a query reads, with "\n" line endings.
+std::string query_input(const std::string& file) {
+  if (file == "-") return wiki::lf(read_standard_input());
+  std::optional<std::string> text = read_file(file, file);
+  if (!text) {
+    std::string message = file;
+    message.append(": cannot read: No such file or directory");
+    throw InputError(message);
+  }
+  return wiki::lf(*text);
+}
+
+int print_contract(const Options& options, std::ostream& out) {
+  const WikiPaths paths = wiki_paths(options.repository, options.wiki);
+  LoadedWiki loaded = load_wiki(paths);
+  std::vector<wiki::PagePlan> plans;
+  const PageEntry* entry = nullptr;
+  for (const PageEntry& page : loaded.file.pages) {
+    plans.push_back(page.plan);
+    if (page.plan.page_id == options.page_id) entry = &page;
+  }
+  if (entry == nullptr) {
+    std::string message = paths.display(WIKI_JSON);
+    message.append(": no page has the id '").append(options.page_id).append("'");
+    throw InputError(message);
+  }
+  const wiki::WikiGenerator generator(wiki::WikiSetup{.plans = std::move(plans),
+                                                      .repository = paths.repository,
+                                                      .config = loaded.file.config,
+                                                      .imports = loaded.file.imports,
+                                                      .existing = std::move(loaded.rows)});
+  const wiki::PageContract contract = generator._page_contract(entry->plan, entry->grounding);
+  out << contract.dump(2, ' ', false, wiki::PageContract::error_handler_t::replace) << '\n';
+  return EXIT_OK;
+}
+
+}  // namespace
+
+std::string WikiPaths::display(std::string_view name) const {
+  std::string out = folder_display;
+  if (!out.empty() && out.back() != '/') out += '/';
+  out.append(name);
+  return out;
+}
+
+WikiPaths wiki_paths(std::string_view repository, std::string_view wiki) {
+  WikiPaths paths{.repository = std::filesystem::path(repository)};
+  const std::filesystem::path folder(wiki);
+  paths.folder = folder.is_absolute() ? folder : paths.repository / folder;
+  std::filesystem::path shown = folder.is_absolute() || repository == "." ? folder : paths.folder;
+  shown = shown.lexically_normal();
+  paths.folder_display = shown.string();
+  while (paths.folder_display.size() > 1 && paths.folder_display.back() == '/') paths.folder_display.pop_back();
+  return paths;
+}
+
+std::optional<std::string> placement_warning(const WikiPaths& paths) {
+  std::error_code error;
+  const std::filesystem::path root = std::filesystem::weakly_canonical(paths.repository, error);
+  if (error) return std::nullopt;
+  const std::filesystem::path folder = std::filesystem::weakly_canonical(paths.folder, error);
+  if (error || folder.parent_path() == root) return std::nullopt;
+  std::string warning = paths.folder_display;
+  warning.append(": warning: the wiki folder is not directly under the repository root; its pages link to repository files");
+  warning.append(" through \"../\", so those links will not resolve");
+  return warning;
+}
+
+LoadedWiki load_wiki(const WikiPaths& paths) {
+  const std::string display = paths.display(WIKI_JSON);
+  const std::optional<std::string> text = read_file(paths.file(WIKI_JSON), display);
+  if (!text) {
+    std::string message = display;
+    message.append(": no such file; a wiki folder holds wiki.json and one <page_id>.md file per page");
+    throw InputError(message);
+  }
+  LoadedWiki loaded{.file = parse_wiki_json(*text, display)};
+  const std::string manifest_display = paths.display(MANIFEST);
+  if (const std::optional<std::string> manifest = read_file(paths.file(MANIFEST), manifest_display)) {
+    loaded.rows = parse_manifest(*manifest, manifest_display);
+  }
+  return loaded;
+}
+
+std::string with_crlf(std::string_view text) {
+  std::string out;
+  out.reserve(text.size() + text.size() / 16);
+  for (char c : text) {
+    if (c == '\n') out += '\r';
+    out += c;
+  }
+  return out;
+}
+
+bool is_final(const std::optional<std::string>& on_disk, std::string_view finished, Eol eol) {
+  if (!on_disk) return false;
+  if (eol == Eol::CRLF) return *on_disk == with_crlf(finished);
+  return *on_disk == finished || wiki::lf(*on_disk) == finished;
+}
+
+int run_finalize(const Options& options, std::ostream& out, std::ostream& err, bool terminal) {
+  try {
+    return finalize_wiki(options, out, err, terminal);
+  } catch (const InputError& e) {
+    err << e.what() << '\n';
+    return EXIT_TROUBLE;
+  } catch (const std::exception& e) {
+    err << PROGRAM << ": " << e.what() << '\n';
+    return EXIT_TROUBLE;
+  }
+}
+
+int run_query(const Options& options, std::ostream& out, std::ostream& err) {
+  try {
+    if (options.command == Command::CONTRACT) return print_contract(options, out);
+    const std::string page = query_input(options.file);
+    switch (options.command) {
+      case Command::SEARCH_TEXT:
+        out << wiki::searchable_text(page);
+        break;
+      case Command::MERMAID: {
+        const std::vector<std::string> blocks = wiki::mermaid_blocks(page);
+        for (std::size_t i = 0; i < blocks.size(); ++i) {
+          if (i > 0) out << '\n';
+          out << "%% mermaid block " << i + 1 << " of " << blocks.size() << '\n' << blocks[i];
+          if (blocks[i].empty() || blocks[i].back() != '\n') out << '\n';
+        }
+        break;
+      }
+      case Command::HEADINGS: {
+        const std::vector<std::string_view> keep(options.keep.begin(), options.keep.end());
+        for (const std::string& heading : wiki::section_headings(page, std::span<const std::string_view>(keep))) out << heading << '\n';
+        break;
+      }
+      default:
+        break;
+    }
+    return EXIT_OK;
+  } catch (const InputError& e) {
+    err << e.what() << '\n';
+    return EXIT_TROUBLE;
+  } catch (const std::exception& e) {
+    err << PROGRAM << ": " << e.what() << '\n';
+    return EXIT_TROUBLE;
+  }
+}
+
+}  // namespace vantorel::tools
