@@ -122,13 +122,6 @@ TEST(Pattern, UnicodeModeUsesCharacterProperties) {
   EXPECT_THROW(Pattern(R"(a\S+)", Pattern::UNICODE), PatternError);
   EXPECT_TRUE(Pattern(R"(a\Z)", Pattern::UNICODE).search("\u00e9a"));
   EXPECT_FALSE(Pattern(R"(a\Z)", Pattern::UNICODE).search("a\n"));
-  EXPECT_EQ(detail::translate_pattern(R"(\p{L}\Z)", true), R"(\p{L}\z)");
-}
-
-TEST(Pattern, TranslationSpellsOutClasses) {
-  EXPECT_EQ(detail::translate_pattern(R"(a\Zb)"), R"(a\zb)");
-  EXPECT_EQ(detail::translate_pattern(R"([\]x]\d)"), R"([\]x]\d)");
-  EXPECT_NE(detail::translate_pattern(R"(\s)").find(R"(\xE3\x80\x80)"), std::string::npos);
 }
 
 }  // namespace

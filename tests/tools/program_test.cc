@@ -1,535 +1,242 @@
 // The wiki-finalize program end to end: the built binary run on copies of the example wiki.
-#include "program.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
+#include <sys/wait.h>
 
-#include <algorithm>
-#include <functional>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
-#include "unified_diff.h"
-#include "vantorel/workers/wiki/finalize/finalize.h"
-
-namespace vantorel::tools::testing {
+namespace vantorel::tools {
 namespace {
 
 namespace fs = std::filesystem;
-namespace wiki = vantorel::workers::wiki;
-using Json = nlohmann::ordered_json;
 
-// The page ids of the example's wiki.json, in plan order.
-std::vector<std::string> example_page_ids(const fs::path& repo) {
-  const Json plan = Json::parse(read_text(repo / "wiki/wiki.json"));
-  std::vector<std::string> ids;
-  for (const Json& page : plan["pages"]) ids.push_back(page["page_id"]);
-  return ids;
+std::string read_text(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream contents;
+  contents << in.rdbuf();
+  return contents.str();
 }
 
-std::vector<std::string> lines_of(std::string_view text) {
-  std::vector<std::string> lines;
-  std::size_t start = 0;
-  while (start < text.size()) {
-    const std::size_t end = text.find('\n', start);
-    const std::size_t stop = end == std::string_view::npos ? text.size() : end;
-    lines.emplace_back(text.substr(start, stop - start));
-    start = stop + 1;
-  }
-  return lines;
+void write_text(const fs::path& path, std::string_view text) { std::ofstream(path, std::ios::binary) << text; }
+
+// Replaces the first `from` in the file at `path` with `to`; fails the test when there is none.
+void edit(const fs::path& path, std::string_view from, std::string_view to) {
+  std::string text = read_text(path);
+  const std::size_t at = text.find(from);
+  ASSERT_NE(at, std::string::npos) << "no \"" << from << "\" in " << path;
+  write_text(path, text.replace(at, from.size(), to));
 }
 
-class ExampleWiki : public ::testing::Test {
- protected:
-  ScratchFolder scratch;
-  fs::path repo = copy_example(scratch.path());
-  fs::path pages = repo / "wiki";
+// Every regular file under `root` by relative path: its bytes, or its modification time in ns.
+std::map<std::string, std::string> snapshot(const fs::path& root, bool times = false) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    struct stat info {};
+    if (!entry.is_regular_file() || ::stat(entry.path().c_str(), &info) != 0) continue;
+    files[fs::relative(entry.path(), root).string()] =
+        times ? std::to_string(info.st_mtim.tv_sec * 1'000'000'000LL + info.st_mtim.tv_nsec) : read_text(entry.path());
+  }
+  return files;
+}
 
-  ProgramRun finalize(std::vector<std::string> args = {}) {
-    args.push_back(repo.string());
-    return run_program(args, scratch.path());
-  }
-  // Runs the program and expects it to succeed.
-  void finalize_ok(std::vector<std::string> args = {}) {
-    const ProgramRun run = finalize(std::move(args));
-    ASSERT_EQ(run.status, 0) << run.err;
-  }
+struct ProgramRun {
+  int status = -1;  // the exit code; -1 when the program did not exit normally
+  std::string out;  // standard output
+  std::string err;  // standard error
 };
 
-// --- Finalizing and checking ----------------------------------------------------------------
+// A fresh copy of examples/ at <scratch>/repo, removed with the scratch folder.
+class Program : public ::testing::Test {
+ protected:
+  static fs::path make_scratch() {
+    std::string pattern = (fs::temp_directory_path() / "wiki-finalize-test-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot create a scratch folder");
+    return pattern;
+  }
+  Program() { fs::copy(EXAMPLES_DIR, repo, fs::copy_options::recursive); }
+  ~Program() override {
+    std::error_code ignored;
+    fs::remove_all(scratch, ignored);
+  }
 
-TEST_F(ExampleWiki, FirstRunWritesEveryPageAndTheManifest) {
-  const std::map<std::string, std::string> before = snapshot(repo);
-  const ProgramRun run = finalize();
-  ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run.out, "");
-  const std::vector<std::string> ids = example_page_ids(repo);
-  for (const std::string& id : ids) {
-    const std::string page = read_text(pages / (id + ".md"));
-    EXPECT_TRUE(page.starts_with("# ")) << id;
-    EXPECT_TRUE(page.ends_with("\n") && !page.ends_with("\n\n")) << id;
-    EXPECT_NE(page, before.at("wiki/" + id + ".md")) << id << " was already final";
+  // Runs the program in `cwd` (default: the scratch folder), `input` on standard input.
+  ProgramRun run(const std::vector<std::string>& args, const fs::path& cwd = {}, std::string_view input = "") {
+    auto quoted = [](std::string_view word) {
+      std::string out = "'";
+      for (char c : word) out.append(c == '\'' ? "'\\''" : std::string_view(&c, 1));
+      return out.append("'");
+    };
+    write_text(scratch / "in", input);
+    std::string command = "cd ";
+    command.append(quoted((cwd.empty() ? scratch : cwd).string())).append(" && ").append(quoted(WIKI_FINALIZE_PROGRAM));
+    for (const std::string& arg : args) command.append(" ").append(quoted(arg));
+    command.append(" <").append(quoted((scratch / "in").string()));
+    command.append(" >").append(quoted((scratch / "out").string())).append(" 2>").append(quoted((scratch / "err").string()));
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_text(scratch / "out"), read_text(scratch / "err")};
   }
-  // The manifest lists the pages in plan order, each row's keys in a fixed order.
-  const std::string manifest_text = read_text(pages / "manifest.json");
-  EXPECT_TRUE(manifest_text.ends_with("}\n"));
-  const Json manifest = Json::parse(manifest_text);
-  std::vector<std::string> listed;
-  for (const auto& [id, row] : manifest.items()) {
-    listed.push_back(id);
-    std::vector<std::string> keys;
-    for (const auto& [key, value] : row.items()) keys.push_back(key);
-    EXPECT_EQ(keys, (std::vector<std::string>{"title", "summary", "citations", "own_citations", "outline", "former_titles"})) << id;
+  // Finalizes the copy and expects success.
+  void finalize(std::vector<std::string> args = {}) {
+    args.push_back("repo");
+    const ProgramRun done = run(args);
+    ASSERT_EQ(done.status, 0) << done.err;
   }
-  EXPECT_EQ(listed, ids);
-  EXPECT_EQ(manifest_text, manifest.dump(2) + "\n");
-  // Nothing but the pages and the manifest changed, and no temporary file is left.
-  const std::map<std::string, std::string> after = snapshot(repo);
-  for (const auto& [path, bytes] : after) {
-    if (!path.starts_with("wiki/")) {
-      EXPECT_EQ(bytes, before.at(path)) << path;
-    }
-    EXPECT_FALSE(fs::path(path).filename().string().starts_with(".")) << path;
-  }
-}
 
-TEST_F(ExampleWiki, CheckAfterARunPassesAndWritesNothing) {
-  finalize_ok();
-  const std::map<std::string, std::string> files = snapshot(repo);
-  const std::map<std::string, long long> times = mtimes(repo);
-  const ProgramRun check = finalize({"--check"});
+  fs::path scratch = make_scratch();
+  fs::path repo = scratch / "repo";
+  fs::path pages = repo / "wiki";
+};
+
+TEST_F(Program, CheckAfterARunPassesAndWritesNothing) {
+  finalize();
+  const auto files = snapshot(repo);
+  const auto times = snapshot(repo, true);
+  const ProgramRun check = run({"--check", "repo"});
   EXPECT_EQ(check.status, 0) << check.err;
   EXPECT_EQ(check.out, "");
   EXPECT_EQ(snapshot(repo), files);
-  EXPECT_EQ(mtimes(repo), times);
+  EXPECT_EQ(snapshot(repo, true), times);
 }
 
-TEST_F(ExampleWiki, CheckBeforeARunListsEveryPageAndWritesNothing) {
-  const std::map<std::string, std::string> files = snapshot(repo);
-  const std::map<std::string, long long> times = mtimes(repo);
-  const ProgramRun check = finalize({"--check"});
+TEST_F(Program, CheckListsAnEditedPageAndDiffShowsTheChange) {
+  finalize();
+  const std::string page = read_text(pages / "log.md");
+  write_text(pages / "log.md", page.substr(0, page.find("\n<!-- wiki:footer -->") + 1));
+  const auto files = snapshot(repo);
+  const ProgramRun check = run({"--check", "repo"});
   EXPECT_EQ(check.status, 1);
-  std::vector<std::string> expected;
-  for (const std::string& id : example_page_ids(repo)) expected.push_back((repo / "wiki" / (id + ".md")).lexically_normal().string());
-  expected.push_back((repo / "wiki/manifest.json").lexically_normal().string());
-  EXPECT_EQ(lines_of(check.out), expected);
-  EXPECT_EQ(snapshot(repo), files);
-  EXPECT_EQ(mtimes(repo), times);
-}
-
-TEST_F(ExampleWiki, CheckAfterAnEditListsThatPageOnly) {
-  finalize_ok();
-  // An agent added a sentence and dropped the footer.
-  std::string edited = replace_once(read_text(pages / "log.md"), "## Internals\n", "## Internals\n\nA sentence an agent added.\n");
-  edited.erase(edited.find("\n<!-- wiki:footer -->"));
-  edited += "\n";
-  write_text(pages / "log.md", edited);
-  const std::map<std::string, std::string> files = snapshot(repo);
-
-  const ProgramRun check = finalize({"--check"});
-  EXPECT_EQ(check.status, 1);
-  EXPECT_EQ(lines_of(check.out), std::vector<std::string>{(pages / "log.md").string()});
-  EXPECT_EQ(snapshot(repo), files);
-
-  // The diff turns the page on disk into the page a run writes.
-  const ProgramRun diff = finalize({"--check", "--diff"});
+  EXPECT_EQ(check.out, "repo/wiki/log.md\n");
+  const ProgramRun diff = run({"--check", "--diff", "repo"});
   EXPECT_EQ(diff.status, 1);
-  finalize_ok();
-  const std::string finished = read_text(pages / "log.md");
-  const std::string label = (pages / "log.md").string();
-  const std::string expected_diff = unified_diff(edited, finished, label, label);
-  EXPECT_EQ(diff.out, (pages / "log.md").string() + "\n" + expected_diff);
-  EXPECT_NE(finished.find("A sentence an agent added."), std::string::npos);
+  EXPECT_TRUE(diff.out.starts_with("repo/wiki/log.md\n--- repo/wiki/log.md\n+++ repo/wiki/log.md\n@@ -")) << diff.out;
+  EXPECT_NE(diff.out.find("\n+<!-- wiki:footer -->\n"), std::string::npos) << diff.out;
+  EXPECT_EQ(snapshot(repo), files);
 }
 
-TEST_F(ExampleWiki, UnchangedFilesAreNotRewritten) {
-  finalize_ok();
-  write_text(pages / "server.md", replace_once(read_text(pages / "server.md"), "\n\n## Usage", "\n## Usage"));
-  // Every file dated back to 2001, so that a rewrite shows whatever the clock's resolution.
-  const struct timespec old_times[2] = {{.tv_sec = 1'000'000'000, .tv_nsec = 0}, {.tv_sec = 1'000'000'000, .tv_nsec = 0}};
-  for (const auto& [path, time] : mtimes(repo)) ASSERT_EQ(::utimensat(AT_FDCWD, (repo / path).c_str(), old_times, 0), 0);
-  finalize_ok();
-  for (const auto& [path, time] : mtimes(repo)) {
-    if (path == "wiki/server.md") {
-      EXPECT_NE(time, 1'000'000'000LL * 1'000'000'000LL);
-    } else {
-      EXPECT_EQ(time, 1'000'000'000LL * 1'000'000'000LL) << path << " was rewritten";
-    }
-  }
+TEST_F(Program, AnyNumberOfJobsGivesTheSameFiles) {
+  fs::copy(repo, scratch / "other", fs::copy_options::recursive);
+  finalize({"--jobs", "1"});
+  ASSERT_EQ(run({"--jobs=4", "other"}).status, 0);
+  EXPECT_EQ(snapshot(repo), snapshot(scratch / "other"));
 }
 
-TEST_F(ExampleWiki, ASecondRunTouchesNothing) {
-  finalize_ok();
-  const struct timespec old_times[2] = {{.tv_sec = 1'000'000'000, .tv_nsec = 0}, {.tv_sec = 1'000'000'000, .tv_nsec = 0}};
-  ASSERT_EQ(::utimensat(AT_FDCWD, pages.c_str(), old_times, 0), 0);
-  const std::map<std::string, long long> before = mtimes(repo);
-  finalize_ok();
-  EXPECT_EQ(mtimes(repo), before);
-  struct stat folder {};
-  ASSERT_EQ(::stat(pages.c_str(), &folder), 0);
-  EXPECT_EQ(folder.st_mtim.tv_sec, 1'000'000'000) << "the wiki folder changed";
-}
-
-TEST_F(ExampleWiki, ARewrittenPageKeepsItsMode) {
-  ::chmod((pages / "log.md").c_str(), 0640);
-  finalize_ok();
-  struct stat info {};
-  ASSERT_EQ(::stat((pages / "log.md").c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0640u);
-}
-
-TEST_F(ExampleWiki, AnyNumberOfJobsGivesTheSameFiles) {
-  const fs::path other = copy_example(scratch.path(), "other");
-  const ProgramRun one = run_program({"--jobs", "1", repo.string()}, scratch.path());
-  const ProgramRun four = run_program({"--jobs=4", other.string()}, scratch.path());
-  ASSERT_EQ(one.status, 0) << one.err;
-  ASSERT_EQ(four.status, 0) << four.err;
-  EXPECT_EQ(snapshot(repo), snapshot(other));
-}
-
-TEST_F(ExampleWiki, AMissingPageFileIsEmptyProse) {
-  fs::remove(pages / "quickstart.md");
-  finalize_ok();
-  const std::string page = read_text(pages / "quickstart.md");
-  EXPECT_TRUE(page.starts_with("# Getting started\n\n<!-- wiki:summary plan -->\n")) << page;
-  EXPECT_EQ(finalize({"--check"}).status, 0);
-}
-
-// --- Renamed pages --------------------------------------------------------------------------
-
-TEST_F(ExampleWiki, TheShippedManifestRefreshesALinkByAFormerTitle) {
-  ASSERT_NE(read_text(pages / "storage.md").find("[Append-only log](log.md)"), std::string::npos);
-  finalize_ok();
-  const std::string storage = read_text(pages / "storage.md");
-  EXPECT_EQ(storage.find("Append-only log"), std::string::npos);
-  EXPECT_NE(storage.find("[Write-ahead log](log.md)"), std::string::npos);
-  EXPECT_EQ(Json::parse(read_text(pages / "manifest.json"))["log"]["former_titles"], Json::array({"Append-only log"}));
-}
-
-TEST_F(ExampleWiki, ARenameFlowsThroughTheManifestIntoTheNextRun) {
-  finalize_ok();
-  const std::string overview = read_text(pages / "overview.md");
-  ASSERT_NE(overview.find("[Protocol server](server.md)"), std::string::npos);
-  write_text(pages / "wiki.json", replace_once(read_text(pages / "wiki.json"), "\"Protocol server\"", "\"Request server\""));
-
-  const ProgramRun check = finalize({"--check"});
-  EXPECT_EQ(check.status, 1);
-  finalize_ok();
-  for (const std::string& id : example_page_ids(repo)) {
-    const std::string page = read_text(pages / (id + ".md"));
-    EXPECT_EQ(page.find("[Protocol server]("), std::string::npos) << id;
-  }
-  EXPECT_NE(read_text(pages / "overview.md").find("[Request server](server.md)"), std::string::npos);
-  EXPECT_TRUE(read_text(pages / "server.md").starts_with("# Request server\n"));
-  const Json manifest = Json::parse(read_text(pages / "manifest.json"));
-  EXPECT_EQ(manifest["server"]["title"], "Request server");
-  EXPECT_EQ(manifest["server"]["former_titles"], Json::array({"Protocol server"}));
-
-  // A renamed page's footers are not taken for hand edits, and the next run settles.
-  const ProgramRun again = finalize();
-  EXPECT_EQ(again.status, 0);
+TEST_F(Program, ARenameFlowsThroughTheManifestIntoTheNextRun) {
+  finalize();
+  edit(pages / "wiki.json", "\"Protocol server\"", "\"Request server\"");
+  finalize();
+  EXPECT_NE(read_text(pages / "overview.md").find("The [Request server](server.md) wraps"), std::string::npos);
+  const ProgramRun again = run({"repo"});
   EXPECT_EQ(again.err.find("was edited"), std::string::npos) << again.err;
-  EXPECT_EQ(finalize({"--check"}).status, 0);
+  EXPECT_EQ(run({"--check", "repo"}).status, 0);
 }
 
-// --- Line endings ---------------------------------------------------------------------------
-
-TEST_F(ExampleWiki, CrlfPagesThenACheckPasses) {
-  finalize_ok({"--eol", "crlf"});
-  for (const std::string& id : example_page_ids(repo)) {
-    const std::string page = read_text(pages / (id + ".md"));
-    EXPECT_NE(page.find("\r\n"), std::string::npos) << id;
-    std::size_t lone = 0;
-    for (std::size_t i = 0; i < page.size(); ++i) lone += page[i] == '\n' && (i == 0 || page[i - 1] != '\r');
-    EXPECT_EQ(lone, 0u) << id << " has a line ending in a bare \"\\n\"";
-  }
-  EXPECT_EQ(finalize({"--check"}).status, 0);
-  EXPECT_EQ(finalize({"--check", "--eol", "crlf"}).status, 0);
+TEST_F(Program, CrlfPagesThenACheckPasses) {
+  finalize({"--eol", "crlf"});
+  const std::string page = read_text(pages / "server.md");
+  for (std::size_t i = 0; i < page.size(); ++i) ASSERT_TRUE(page[i] != '\n' || (i > 0 && page[i - 1] == '\r')) << "byte " << i;
+  EXPECT_EQ(run({"--check", "repo"}).status, 0);
+  EXPECT_EQ(run({"--check", "--eol", "crlf", "repo"}).status, 0);
 }
 
-TEST_F(ExampleWiki, ACrlfCheckoutOfAFinalPageIsFinal) {
-  finalize_ok();
-  std::string page = read_text(pages / "client.md");
-  std::string crlf;
-  for (char c : page) crlf.append(c == '\n' ? "\r\n" : std::string(1, c));
-  write_text(pages / "client.md", crlf);
-  EXPECT_EQ(finalize({"--check"}).status, 0);
-  finalize_ok();
-  EXPECT_EQ(read_text(pages / "client.md"), crlf);
-  // Asked for CRLF, an LF page is not final; asked for LF, the CRLF page stays final.
-  EXPECT_EQ(finalize({"--check", "--eol", "crlf"}).status, 1);
-}
-
-// --- Reports on standard error --------------------------------------------------------------
-
-TEST_F(ExampleWiki, APageThatDoesNotSettleIsWrittenAndReported) {
+TEST_F(Program, AnUnsettledPageAndAnEditedBlockAreReported) {
+  finalize();
   write_text(pages / "quickstart.md", "Intro.\n\n```sh\nmake\n");
-  const ProgramRun run = finalize();
-  EXPECT_EQ(run.status, 0);
-  EXPECT_NE(run.err.find((pages / "quickstart.md").string() + ": the page does not settle"), std::string::npos) << run.err;
-  EXPECT_NE(run.err.find("never closed (\"```sh\")"), std::string::npos) << run.err;
-  EXPECT_TRUE(read_text(pages / "quickstart.md").starts_with("# Getting started\n"));
-}
-
-TEST_F(ExampleWiki, AStrayMarkerLineIsNamedAsTheCause) {
-  write_text(pages / "other.md", "Text.\n\n<!-- wiki:footer -->\nA\n<!-- wiki:index -->\nB\n<!-- /wiki:index -->\n");
-  const ProgramRun run = finalize();
-  EXPECT_EQ(run.status, 0);
-  EXPECT_NE(run.err.find("a marker line outside code fences in the body (\"<!-- wiki:index -->\")"), std::string::npos) << run.err;
-}
-
-TEST_F(ExampleWiki, EditsInsideGeneratedBlocksAreReportedAndUndone) {
-  finalize_ok();
-  std::string page = read_text(pages / "storage.md");
-  page = replace_once(page, "- [Protocol server](server.md)\n", "- [Protocol server](server.md)\n- [My notes](https://example.com)\n");
-  page = replace_once(page, "- [src/cellar.h](../src/cellar.h)\n", "- [src/cellar.h](../src/cellar.h)\n- and the tests\n");
-  page = replace_once(page, "### Dependencies", "### Who depends on whom");
-  write_text(pages / "storage.md", page);
-
-  const ProgramRun run = finalize();
-  EXPECT_EQ(run.status, 0);
-  const std::string name = (pages / "storage.md").string();
-  for (std::string_view part : {"sources", "diagram", "footer"}) {
-    EXPECT_NE(run.err.find(name + ": the " + std::string(part) + " block was edited; it is written anew from the plan"), std::string::npos)
-        << part << "\n"
-        << run.err;
+  edit(pages / "storage.md", "### Dependencies", "### Who depends on whom");
+  const ProgramRun done = run({"repo"});
+  EXPECT_EQ(done.status, 0);
+  for (std::string_view report : {"repo/wiki/quickstart.md: the page does not settle", "never closed (\"```sh\")",
+                                  "repo/wiki/storage.md: the diagram block was edited; it is written anew from the plan"}) {
+    EXPECT_NE(done.err.find(report), std::string::npos) << report << "\n" << done.err;
   }
-  EXPECT_EQ(run.err.find("summary block"), std::string::npos);
-  const std::string finished = read_text(pages / "storage.md");
-  EXPECT_EQ(finished.find("My notes"), std::string::npos);
-  EXPECT_EQ(finished.find("and the tests"), std::string::npos);
-  EXPECT_EQ(finished.find("Who depends"), std::string::npos);
+  EXPECT_EQ(read_text(pages / "storage.md").find("Who depends"), std::string::npos);
 }
 
-TEST_F(ExampleWiki, ProseEditsAndTheSummaryBlockAreTheAuthors) {
-  finalize_ok();
-  std::string page = read_text(pages / "log.md");
-  page = replace_once(page, "> The record format of the log", "> The line format of the log");
-  page = replace_once(page, "## Internals\n", "## Internals\n\nNew prose, citing [the header](../src/log.h#L1-L3).\n");
-  write_text(pages / "log.md", page);
-  const ProgramRun run = finalize();
-  EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.err.find("was edited"), std::string::npos) << run.err;
-  const std::string finished = read_text(pages / "log.md");
-  EXPECT_NE(finished.find("> The line format of the log"), std::string::npos);
-  EXPECT_NE(finished.find("- [src/log.h](../src/log.h)"), std::string::npos);
-  EXPECT_EQ(Json::parse(read_text(pages / "manifest.json"))["log"]["summary"].get<std::string>().rfind("The line format", 0), 0u);
+TEST_F(Program, UnchangedFilesKeepTheirModificationTimes) {
+  finalize();
+  edit(pages / "server.md", "\n\n## Usage", "\n## Usage");
+  const struct timespec old_times[2] = {{.tv_sec = 1'000'000'000, .tv_nsec = 0}, {.tv_sec = 1'000'000'000, .tv_nsec = 0}};
+  for (const auto& [path, time] : snapshot(repo)) ASSERT_EQ(::utimensat(AT_FDCWD, (repo / path).c_str(), old_times, 0), 0);
+  finalize();
+  for (const auto& [path, time] : snapshot(repo, true)) EXPECT_EQ(time == "1000000000000000000", path != "wiki/server.md") << path;
 }
 
-TEST_F(ExampleWiki, OffATerminalTheOnlyMessageIsTheSummaryLine) {
-  const ProgramRun run = finalize();
-  ASSERT_EQ(run.status, 0);
-  const std::vector<std::string> lines = lines_of(run.err);
-  ASSERT_EQ(lines.size(), 1u) << run.err;
-  EXPECT_TRUE(lines[0].starts_with("wiki-finalize: 8 pages, 8 changed, manifest updated (")) << lines[0];
-  EXPECT_EQ(run.err.find('\r'), std::string::npos);
-}
-
-TEST_F(ExampleWiki, AWikiFolderElsewhereIsUsedWithAWarning) {
-  fs::create_directories(repo / "docs");
-  fs::rename(pages, repo / "docs/wiki");
-  const ProgramRun run = finalize({"--wiki", "docs/wiki"});
-  EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_NE(run.err.find("not directly under the repository root"), std::string::npos) << run.err;
-  EXPECT_TRUE(fs::exists(repo / "docs/wiki/manifest.json"));
-  EXPECT_EQ(finalize({"--wiki=docs/wiki", "--check"}).status, 0);
-}
-
-TEST(ProgramFolders, TheRepositoryDefaultsToTheCurrentFolder) {
-  const ScratchFolder scratch;
-  const fs::path repo = copy_example(scratch.path());
-  const ProgramRun run = run_program({}, repo);
-  EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run_program({"--check"}, repo).out, "");
-  write_text(repo / "wiki/log.md", read_text(repo / "wiki/log.md") + "\nMore prose.\n");
-  EXPECT_EQ(run_program({"--check"}, repo).out, "wiki/log.md\n");
-}
-
-// --- Bad input ------------------------------------------------------------------------------
-
-// One way to break the example, the exit code it gives and text the message must hold. The
-// message is checked to start with the file it names.
-struct BadInput {
-  std::string name;
-  std::function<void(const fs::path& wiki)> damage;
-  std::string file;      // the file the message names, relative to the wiki folder
-  std::string expected;  // text of the message, after "file:line:column: " or "file: "
-};
-
-// Shown by its name in test listings.
-void PrintTo(const BadInput& c, std::ostream* os) { *os << c.name; }
-
-void edit_json(const fs::path& wiki, std::string_view from, std::string_view to) {
-  write_text(wiki / "wiki.json", replace_once(read_text(wiki / "wiki.json"), from, to));
-}
-
-class BadInputs : public ::testing::TestWithParam<BadInput> {};
-
-TEST_P(BadInputs, ExitWithTwoAndOneMessageNamingTheFile) {
-  const BadInput& c = GetParam();
-  const ScratchFolder scratch;
-  const fs::path repo = copy_example(scratch.path());
-  c.damage(repo / "wiki");
-  const std::map<std::string, std::string> before = snapshot(repo);
-  for (const std::vector<std::string>& args : {std::vector<std::string>{"repo"}, std::vector<std::string>{"--check", "repo"}}) {
-    const ProgramRun run = run_program(args, scratch.path());
-    EXPECT_EQ(run.status, 2) << run.err;
-    EXPECT_EQ(run.out, "");
-    const std::string file = "repo/wiki/" + c.file;
-    EXPECT_TRUE(run.err.starts_with(file + ":")) << run.err;
-    EXPECT_NE(run.err.find(c.expected), std::string::npos) << run.err;
-    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
-    EXPECT_EQ(snapshot(repo), before) << "a failed run wrote something";
+TEST_F(Program, BadInputExitsWithTwoAndAMessageNamingTheFile) {
+  struct Case {
+    void (*damage)(const fs::path& wiki);
+    std::string_view expected;  // the message's start, after "repo/wiki/"
+  };
+  static const Case cases[] = {
+      {[](const fs::path& w) { fs::remove(w / "wiki.json"); }, "wiki.json: no such file"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"pages\": [", "\"pages\": [}"); }, "wiki.json:10:13: not valid JSON"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"catch_all\": true", "\"catch_all\": 1"); },
+       "wiki.json:79:20: pages[7].catch_all must be true or false, not a number"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"type\": \"guide\",", ""); },
+       "wiki.json:65:5: pages[6] lacks the required field 'type'"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"quickstart\"", "\"server\""); },
+       "wiki.json:66:18: page id 'server' is used twice (first on line 40)"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"quickstart\"", "\"../x\""); },
+       "wiki.json:66:18: page id '../x' is not a plain file name"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"guide\"", "\"tutorial\""); }, "wiki.json:69:15: unknown page type 'tutorial'"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"title\": \"Cellar\"", "\"tilte\": \"Cellar\""); },
+       "wiki.json:13:7: pages[0] has an unknown field 'tilte'"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"title\": \"Cellar\"", "\"title\": \"Cellar\", \"title\": \"X\""); },
+       "wiki.json:13:26: the key 'title' appears twice in one object"},
+      {[](const fs::path& w) { fs::remove(w / "log.md"), fs::create_directory(w / "log.md"); }, "log.md: cannot read: Is a directory"},
+      {[](const fs::path& w) { write_text(w / "manifest.json", "{\"log\": 3}"); },
+       "manifest.json:1:9: the row of page 'log' must be an object, not a number"},
+  };
+  for (const Case& c : cases) {
+    fs::remove_all(repo);
+    fs::copy(EXAMPLES_DIR, repo, fs::copy_options::recursive);
+    c.damage(pages);
+    const auto files = snapshot(repo);
+    const ProgramRun done = run({"repo"});
+    EXPECT_EQ(done.status, 2) << c.expected;
+    EXPECT_TRUE(done.err.starts_with(std::string("repo/wiki/").append(c.expected))) << done.err;
+    EXPECT_EQ(done.err.find('\n'), done.err.size() - 1) << done.err;
+    EXPECT_EQ(snapshot(repo), files) << c.expected;
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Program, BadInputs,
-    ::testing::Values(
-        BadInput{"MissingWikiJson", [](const fs::path& w) { fs::remove(w / "wiki.json"); }, "wiki.json", "wiki.json: no such file"},
-        BadInput{"MalformedJson", [](const fs::path& w) { edit_json(w, "\"pages\": [", "\"pages\": [}"); }, "wiki.json", "not valid JSON"},
-        BadInput{"WrongType", [](const fs::path& w) { edit_json(w, "\"catch_all\": true", "\"catch_all\": \"yes\""); }, "wiki.json",
-                 "pages[7].catch_all must be true or false, not a string"},
-        BadInput{"MissingField", [](const fs::path& w) { edit_json(w, "\"type\": \"guide\",", ""); }, "wiki.json",
-                 "pages[6] lacks the required field 'type'"},
-        BadInput{"DuplicateId", [](const fs::path& w) { edit_json(w, "\"page_id\": \"quickstart\"", "\"page_id\": \"server\""); },
-                 "wiki.json", "page id 'server' is used twice"},
-        BadInput{"IdWithSlash", [](const fs::path& w) { edit_json(w, "\"page_id\": \"quickstart\"", "\"page_id\": \"../quickstart\""); },
-                 "wiki.json", "page id '../quickstart' is not a plain file name"},
-        BadInput{"UnknownType", [](const fs::path& w) { edit_json(w, "\"type\": \"guide\"", "\"type\": \"tutorial\""); }, "wiki.json",
-                 "unknown page type 'tutorial' (known: overview, module"},
-        BadInput{"UnreadablePage", [](const fs::path& w) { fs::remove(w / "log.md"), fs::create_directory(w / "log.md"); }, "log.md",
-                 "log.md: cannot read: Is a directory"},
-        BadInput{"MalformedManifest", [](const fs::path& w) { write_text(w / "manifest.json", "{\"log\": 3}\n"); }, "manifest.json",
-                 "the row of page 'log' must be an object, not a number"}),
-    [](const ::testing::TestParamInfo<BadInput>& info) { return info.param.name; });
-
-TEST(ProgramBadInput, AFolderThatCannotBeWrittenFailsBeforeAnythingIsWritten) {
-  if (::geteuid() == 0) GTEST_SKIP() << "permissions do not stop root";
-  const ScratchFolder scratch;
-  const fs::path repo = copy_example(scratch.path());
-  fs::permissions(repo / "wiki", fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write, fs::perm_options::remove);
-  const ProgramRun run = run_program({"repo"}, scratch.path());
-  EXPECT_EQ(run.status, 2);
-  EXPECT_TRUE(run.err.starts_with("repo/wiki: cannot write to this folder: Permission denied")) << run.err;
-  // A check writes nothing, so it still works.
-  EXPECT_EQ(run_program({"--check", "repo"}, scratch.path()).status, 1);
-}
-
-TEST(ProgramBadInput, ALocationPointsAtTheOffendingValue) {
-  const ScratchFolder scratch;
-  const fs::path repo = copy_example(scratch.path());
-  const std::string text = replace_once(read_text(repo / "wiki/wiki.json"), "\"importance\": \"low\"", "\"importance\": 3");
-  write_text(repo / "wiki/wiki.json", text);
-  const std::size_t at = text.find("\"importance\": 3") + std::string_view("\"importance\": ").size();
-  const std::size_t line = static_cast<std::size_t>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n')) + 1;
-  const std::size_t column = at - text.rfind('\n', at - 1);
-  const ProgramRun run = run_program({"repo"}, scratch.path());
-  EXPECT_EQ(run.err, "repo/wiki/wiki.json:" + std::to_string(line) + ":" + std::to_string(column) +
-                         ": pages[7].importance must be a string, not a number\n");
-}
-
-// --- The command line -----------------------------------------------------------------------
-
-TEST(ProgramUsage, HelpAndVersionGoToStandardOutput) {
-  const ScratchFolder scratch;
-  const ProgramRun help = run_program({"--help"}, scratch.path());
-  EXPECT_EQ(help.status, 0);
-  EXPECT_TRUE(help.out.starts_with("Usage: wiki-finalize [OPTIONS] [REPO]\n"));
-  EXPECT_EQ(help.err, "");
-  const ProgramRun version = run_program({"--version"}, scratch.path());
-  EXPECT_EQ(version.status, 0);
-  EXPECT_EQ(version.out, std::string("wiki-finalize ") + WIKI_FINALIZE_VERSION + "\n");
-}
-
-TEST(ProgramUsage, UsageErrorsPointToHelp) {
-  const ScratchFolder scratch;
-  for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{{"--frobnicate"},
-                                                                                    {"--diff"},
-                                                                                    {"--jobs", "0"},
-                                                                                    {"--eol", "cr"},
-                                                                                    {"a", "b"},
-                                                                                    {"mermaid"},
-                                                                                    {"contract"},
-                                                                                    {"headings", "--keep", "x", "f"}}) {
-    const ProgramRun run = run_program(args, scratch.path());
-    EXPECT_EQ(run.status, 2) << args[0];
-    EXPECT_EQ(run.out, "");
-    EXPECT_TRUE(run.err.starts_with("wiki-finalize: ")) << run.err;
-    EXPECT_TRUE(run.err.ends_with("\nTry 'wiki-finalize --help' for more information.\n")) << run.err;
+TEST_F(Program, HelpVersionAndUsageErrors) {
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    std::string out_start, err_end;  // empty: nothing on that stream
+  };
+  const Case cases[] = {
+      {{"--help"}, 0, "Usage: wiki-finalize [OPTIONS] [REPO]\n", ""},
+      {{"--version"}, 0, std::string("wiki-finalize ").append(WIKI_FINALIZE_VERSION).append("\n"), ""},
+      {{"--jobs", "0"}, 2, "", "\nTry 'wiki-finalize --help' for more information.\n"},
+  };
+  for (const Case& c : cases) {
+    const ProgramRun done = run(c.args);
+    EXPECT_EQ(done.status, c.status) << c.args[0];
+    EXPECT_TRUE(done.out.starts_with(c.out_start) && done.out.empty() == c.out_start.empty()) << done.out;
+    EXPECT_TRUE(done.err.ends_with(c.err_end) && done.err.empty() == c.err_end.empty()) << done.err;
   }
 }
 
-// --- Read-only subcommands ------------------------------------------------------------------
-
-class FinishedPages : public ExampleWiki {
- protected:
-  void SetUp() override { finalize_ok(); }
-  ProgramRun query(const std::vector<std::string>& args, std::string_view input = "") { return run_program(args, pages, input); }
-};
-
-TEST_F(FinishedPages, SearchTextLeavesOutTheGeneratedListsAndKeepsTheIndex) {
-  const ProgramRun run = query({"search-text", "other.md"});
-  ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run.out, wiki::searchable_text(read_text(pages / "other.md")));
-  EXPECT_TRUE(run.out.starts_with("# Other code\n"));
-  EXPECT_NE(run.out.find("| [tools/compact.py](../tools/compact.py) |"), std::string::npos);
-  for (std::string_view gone : {"Relevant source files", "Previous:", "```mermaid", "<!--"}) {
-    EXPECT_EQ(run.out.find(gone), std::string::npos) << gone;
-  }
-}
-
-TEST_F(FinishedPages, MermaidPrintsEachBlockUnderItsOwnHeader) {
-  const ProgramRun run = query({"mermaid", "protocol.md"});
-  ASSERT_EQ(run.status, 0) << run.err;
-  const std::vector<std::string> blocks = wiki::mermaid_blocks(read_text(pages / "protocol.md"));
-  ASSERT_FALSE(blocks.empty());
-  std::string expected;
-  for (std::size_t i = 0; i < blocks.size(); ++i) {
-    if (i > 0) expected += "\n";
-    expected += "%% mermaid block " + std::to_string(i + 1) + " of " + std::to_string(blocks.size()) + "\n" + blocks[i] + "\n";
-  }
-  EXPECT_EQ(run.out, expected);
-  const ProgramRun sequence = query({"mermaid", "quickstart.md"});
-  EXPECT_TRUE(sequence.out.starts_with("%% mermaid block 1 of 1\nsequenceDiagram\n")) << sequence.out;
-  EXPECT_EQ(query({"mermaid", "overview.md"}).out, "");
-}
-
-TEST_F(FinishedPages, HeadingsListTheAuthoredSectionsAndKeptBlocks) {
-  EXPECT_EQ(query({"headings", "storage.md"}).out, "Overview\nPublic interface\nInternals\nErrors\n");
-  EXPECT_EQ(query({"headings", "other.md"}).out, "Overview\nNotes\n");
-  EXPECT_EQ(query({"headings", "--keep", "index", "other.md"}).out, "Overview\nNotes\nFiles\n");
-  EXPECT_EQ(query({"headings", "-"}, read_text(pages / "storage.md")).out, "Overview\nPublic interface\nInternals\nErrors\n");
-}
-
-TEST_F(FinishedPages, AMissingPageFileIsTrouble) {
-  const ProgramRun run = query({"headings", "nowhere.md"});
-  EXPECT_EQ(run.status, 2);
-  EXPECT_EQ(run.err, "nowhere.md: cannot read: No such file or directory\n");
-}
-
-TEST_F(FinishedPages, ContractDescribesThePageToAnAgent) {
-  const ProgramRun run = run_program({"contract", "storage", repo.string()}, scratch.path());
-  ASSERT_EQ(run.status, 0) << run.err;
-  const Json contract = Json::parse(run.out);
-  EXPECT_EQ(run.out, contract.dump(2) + "\n");
+TEST_F(Program, ReadOnlySubcommandsOnAFinishedPage) {
+  finalize();
+  const std::string headings = "Overview\nPublic interface\nInternals\nErrors\n";
+  EXPECT_EQ(run({"headings", "storage.md"}, pages).out, headings);
+  EXPECT_EQ(run({"headings", "-"}, pages, read_text(pages / "storage.md")).out, headings);
+  const std::string text = run({"search-text", "wiki/storage.md"}, repo).out;
+  EXPECT_TRUE(text.starts_with("# Storage engine\n")) << text;
+  EXPECT_NE(text.find("\n## Errors\n"), std::string::npos);
+  for (std::string_view gone : {"Relevant source files", "<!--", "```mermaid", "Previous:"}) EXPECT_EQ(text.find(gone), std::string::npos);
+  EXPECT_TRUE(run({"mermaid", "storage.md"}, pages).out.starts_with("%% mermaid block 1 of 1\nflowchart LR\n"));
+  const nlohmann::json contract = nlohmann::json::parse(run({"contract", "storage", "repo"}).out);
   EXPECT_EQ(contract["page_type"]["id"], "module");
-  ASSERT_EQ(contract["diagrams"].size(), 1u);
-  EXPECT_EQ(contract["diagrams"][0]["heading"], "Dependencies");
   EXPECT_EQ(contract["diagrams"][0]["section"], "Internals");
-  std::vector<std::string> linked;
-  for (const Json& target : contract["link_targets"]) linked.push_back(target["page_id"]);
-  std::vector<std::string> others = example_page_ids(repo);
-  std::erase(others, "storage");
-  EXPECT_EQ(linked, others);
-
-  const ProgramRun here = run_program({"contract", "--wiki", "wiki", "storage"}, repo);
-  EXPECT_EQ(here.out, run.out);
-  const ProgramRun unknown = run_program({"contract", "nothing", repo.string()}, scratch.path());
-  EXPECT_EQ(unknown.status, 2);
-  EXPECT_EQ(unknown.err, (repo / "wiki/wiki.json").string() + ": no page has the id 'nothing'\n");
 }
 
 }  // namespace
-}  // namespace vantorel::tools::testing
+}  // namespace vantorel::tools

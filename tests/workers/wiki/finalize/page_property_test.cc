@@ -5,11 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <string>
-#include <vector>
 
 #include "vantorel/text/text.h"
-#include "vantorel/workers/wiki/finalize/authored.h"
 #include "vantorel/workers/wiki/finalize/normalize.h"
 #include "vantorel/workers/wiki/finalize/page.h"
 #include "vantorel/workers/wiki/finalize/placement.h"
@@ -20,76 +17,41 @@ namespace vantorel::workers::wiki {
 namespace {
 
 const std::vector<LinkTarget> kTargets = {
-    LinkTarget("config", "Config", {"src/config.c"}, {}),
-    LinkTarget("parser", "Parser", {"src/parser.c"}, {"Old Parser"}),
-    LinkTarget("cli", "Command line", {"src/cli.rs"}, {}),
-    LinkTarget("cafe", "Caf\u00e9 \u00dcber", {}, {}),
-    LinkTarget("parser-api", "Parser API", {"src/parser_api.h"}, {}),
-};
+    // pages with files, a former title, a title that is a prefix of another
+    LinkTarget("config", "Config", {"src/config.c"}, {}), LinkTarget("parser", "Parser", {"src/parser.c"}, {"Old Parser"}),
+    LinkTarget("cli", "Command line", {"src/cli.rs"}, {}), LinkTarget("cafe", "Caf\u00e9 \u00dcber", {}, {}),
+    LinkTarget("parser-api", "Parser API", {"src/parser_api.h"}, {})};
 
 const Diagram kArch{.heading = "Architecture", .mermaid = "flowchart TD\n  a --> b"};
 const Diagram kDeps{.heading = "Dependencies", .mermaid = "flowchart LR\n  x --> y"};
 
-PageType page_type() {
-  return PageType{.id = "module",
-                  .sections = {{.key = "design", .heading = "Design", .aliases = {"Overview"}}, {.key = "usage", .heading = "Usage"}},
-                  .diagram_slots = {{"Architecture", "design"}}};
-}
+const PageType kType{.sections = {{.key = "design", .heading = "Design", .aliases = {"Overview"}}},
+                     .diagram_slots = {{"Architecture", "design"}}};
 
 const std::vector<std::string> kBodyPieces = {
-    "The Parser reads tokens.",
-    "See `src/parser.c` and `src/cli` for details.",
-    "Use the Command line to run the Parser API.",
-    "Caf\u00e9 \u00dcber works; Caf\u00e9 \u00dcberall does not.",
-    "## Design",
-    "## overview",
-    "## Usage",
-    "### Notes",
-    "### Architecture\n\n```mermaid\nflowchart TD\n  a --> b\n```",
-    "```mermaid\nflowchart LR\n  x --> y\n```",
+    // prose naming pages, files and former titles; sections, legacy ones included
+    "The Parser reads tokens.", "See `src/parser.c` and `src/cli` for details.", "Use the Command line to run the Parser API.",
+    "Caf\u00e9 \u00dcber works; Caf\u00e9 \u00dcberall does not.", "Already [Parser](parser.md) linked.",
+    "Old link to [Old Parser](parser.md#top).", "- item with `inline` code", "> quoted in the middle", "", "",
+    "Text \xFF with an invalid byte.", "<b>Parser</b> in HTML", "## Design", "## overview", "## Usage", "### Notes",
     "## Sources\n- [a](../a.c)\n- [b](../b.c)",
-    "## Architecture\n\n```mermaid\nflowchart TD\n  old\n```",
-    "## Sequence diagram\n```mermaid\nsequenceDiagram\n  a->>b: go\n```",
-    "```\ncode with Parser and <!-- wiki:index -->\n```",
-    "Already [Parser](parser.md) linked.",
-    "Old link to [Old Parser](parser.md#top).",
-    "- item with `inline` code",
-    "> quoted in the middle",
-    "",
-    "",
-    "Text \xFF with an invalid byte.",
-    "<b>Parser</b> in HTML",
-};
+    // diagrams, copies of placed ones included, and code quoting a marker
+    "### Architecture\n\n```mermaid\nflowchart TD\n  a --> b\n```", "```mermaid\nflowchart LR\n  x --> y\n```",
+    "## Architecture\n\n```mermaid\nflowchart TD\n  old\n```", "## Sequence diagram\n```mermaid\nsequenceDiagram\n  a->>b: go\n```",
+    "```\ncode with Parser and <!-- wiki:index -->\n```"};
 
 const std::vector<std::string> kDescriptions = {"Reads the configuration.", "", "The Parser.", "yes"};
 
-std::string random_body(std::mt19937& rng) {
-  std::string body;
-  const int n = static_cast<int>(rng() % 12);
-  for (int i = 0; i < n; ++i) body += kBodyPieces[rng() % kBodyPieces.size()] + "\n";
-  return body;
-}
-
-// An author text in one of the three forms an author hands over.
-std::string random_text(std::mt19937& rng) {
-  const std::string body = random_body(rng);
-  switch (rng() % 4) {
-    case 0:
-      return "---\nsummary: Loads the config of the Parser.\n---\n\n" + body;
-    case 1:
-      return "# Config\n<!-- wiki:summary -->\n> An agent's summary.\n<!-- /wiki:summary -->\n\n" + body;
-    case 2:
-      return "> A quoted summary.\n\n" + body;
-    default:
-      return body;
-  }
-}
+// How an author text begins: front-matter, a page finalized before, a leading quote, or the body.
+const char* const kHeads[] = {"---\nsummary: Loads the config of the Parser.\n---\n\n",
+                              "# Config\n<!-- wiki:summary -->\n> An agent's summary.\n<!-- /wiki:summary -->\n\n",
+                              "> A quoted summary.\n\n", ""};
 
 PageFrame random_frame(std::mt19937& rng, const Authored& authored, const std::string& description) {
   PageFrame frame{.page_id = "config",
                   .title = rng() % 2 ? "Config" : "Config [v2] \u00e9",
                   .summary = authored.summary.empty() ? description : authored.summary,
-                  .page_type = page_type(),
+                  .page_type = kType,
                   .summary_from_plan = authored.summary.empty(),
                   .links = kTargets};
   if (rng() % 2) frame.sources = {"src/config.c", "src/a (b).c"};
@@ -105,50 +67,38 @@ PageFrame random_frame(std::mt19937& rng, const Authored& authored, const std::s
 bool settles(const Authored& authored, const PageFrame& frame) {
   std::string body = _drop_duplicate_diagrams(authored.body, frame.diagrams);
   body = autolink(refresh_link_texts(body, frame.links), frame.links, frame.page_id);
-  std::size_t fences = 0;
   bool in_fence = false;
   for (std::string_view line : text::Lines(body)) {
-    const std::string_view t = text::trim(line);
-    if (!in_fence && t.starts_with("<!-- ") && t.ends_with(" -->")) return false;
-    if (is_fence_line(line)) {
-      in_fence = !in_fence;
-      ++fences;
-    }
+    if (!in_fence && text::trim(line).starts_with("<!-- ") && text::trim(line).ends_with(" -->")) return false;
+    in_fence ^= is_fence_line(line);
   }
-  if (fences % 2) return false;
-  if (_normalize_body(_drop_legacy_sections(body)) != body) return false;
-  return !(authored.summary.empty() && body.starts_with('>'));
+  return !in_fence && _normalize_body(_drop_legacy_sections(body)) == body && !(authored.summary.empty() && body.starts_with('>'));
 }
 
 TEST(FinalizePageProperty, WritingASplitPageAgainChangesNothing) {
   std::mt19937 rng(314159);
   int checked = 0;
   for (int i = 0; i < 4000; ++i) {
-    const std::string x = random_text(rng);
+    std::string x = kHeads[rng() % 4];
+    for (int n = static_cast<int>(rng() % 12); n > 0; --n) x.append(kBodyPieces[rng() % kBodyPieces.size()]).append("\n");
     const std::string& d = kDescriptions[rng() % kDescriptions.size()];
     const Authored authored = split_authored(x, d);
     const PageFrame frame = random_frame(rng, authored, d);
     const std::string page = finalize_page(authored, frame, _repo_rel_link);
     if (!settles(authored, frame)) continue;
     ++checked;
-    const Authored again = split_authored(page, d);
-    ASSERT_EQ(finalize_page(again, frame, _repo_rel_link), page) << "author text: [" << x << "]\ndescription: [" << d << "]\npage:\n"
-                                                                 << page;
+    ASSERT_EQ(finalize_page(split_authored(page, d), frame, _repo_rel_link), page) << "author text: [" << x << "], description: " << d;
   }
   EXPECT_GT(checked, 2000);
 }
 
 TEST(FinalizePageProperty, OddFramesAndBodiesAreWritten) {
-  const std::vector<PageFrame> frames = {
-      PageFrame{.title = ""},
-      PageFrame{.title = "T", .summary = "", .summary_from_plan = true},
-      PageFrame{.title = "T", .sources = {"a]b)c.c", "(x)"}, .links = kTargets},
-      PageFrame{.title = "T", .diagrams = {Diagram{}, kArch}, .related = {LinkTarget("", "", {}, {})}},
-  };
+  const PageFrame frames[] = {{.title = "", .summary = "", .summary_from_plan = true},
+                              {.title = "T", .sources = {"a]b)c.c", "(x)"}, .links = kTargets},
+                              {.title = "T", .diagrams = {Diagram{}, kArch}, .related = {LinkTarget("", "", {}, {})}}};
   for (const PageFrame& frame : frames) {
-    for (std::string body : {"", "```\nunclosed", "<!-- wiki:footer -->\nopen block", "\xFF\xFE\n\n\n"}) {
+    for (const char* body : {"", "```\nunclosed", "<!-- wiki:footer -->\nopen block", "\xFF\xFE\n\n\n"})
       EXPECT_NO_THROW(finalize_page(Authored{.body = body}, frame, _repo_rel_link)) << body;
-    }
   }
 }
 
