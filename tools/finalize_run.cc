@@ -321,20 +321,25 @@ bool is_final(const std::optional<std::string>& on_disk, std::string_view finish
   return *on_disk == finished || wiki::lf(*on_disk) == finished;
 }
 
-int run_finalize(const Options& options, std::ostream& out, std::ostream& err, bool terminal) {
+// Runs `body`, turning a failure into its one-line message and the trouble exit code.
+template <class Body>
+int reporting_failures(std::ostream& err, Body&& body) {
   try {
-    return finalize_wiki(options, out, err, terminal);
+    return body();
   } catch (const InputError& e) {
     err << e.what() << '\n';
-    return EXIT_TROUBLE;
   } catch (const std::exception& e) {
     err << PROGRAM << ": " << e.what() << '\n';
-    return EXIT_TROUBLE;
   }
+  return EXIT_TROUBLE;
+}
+
+int run_finalize(const Options& options, std::ostream& out, std::ostream& err, bool terminal) {
+  return reporting_failures(err, [&] { return finalize_wiki(options, out, err, terminal); });
 }
 
 int run_query(const Options& options, std::ostream& out, std::ostream& err) {
-  try {
+  return reporting_failures(err, [&] {
     if (options.command == Command::CONTRACT) return print_contract(options, out);
     const std::string page = query_input(options.file);
     switch (options.command) {
@@ -359,13 +364,7 @@ int run_query(const Options& options, std::ostream& out, std::ostream& err) {
         break;
     }
     return EXIT_OK;
-  } catch (const InputError& e) {
-    err << e.what() << '\n';
-    return EXIT_TROUBLE;
-  } catch (const std::exception& e) {
-    err << PROGRAM << ": " << e.what() << '\n';
-    return EXIT_TROUBLE;
-  }
+  });
 }
 
 }  // namespace vantorel::tools

@@ -63,6 +63,19 @@ std::string_view rtrim(std::string_view s) noexcept {
 
 std::string_view trim(std::string_view s) noexcept { return rtrim(ltrim(s)); }
 
+std::size_t code_span_end(std::string_view line, std::size_t i) noexcept {
+  std::size_t run_end = i;
+  while (run_end < line.size() && line[run_end] == '`') ++run_end;
+  const std::size_t ticks = run_end - i;
+  for (std::size_t j = line.find('`', run_end); j != std::string_view::npos; j = line.find('`', j)) {
+    std::size_t k = j;
+    while (k < line.size() && line[k] == '`') ++k;
+    if (k - j == ticks) return k;
+    j = k;
+  }
+  return std::string_view::npos;
+}
+
 void trim_in_place(std::string& s) {
   const std::string_view kept = trim(s);
   const std::size_t start = static_cast<std::size_t>(kept.data() - s.data());

@@ -40,6 +40,10 @@ std::string_view rtrim(std::string_view s) noexcept;
 // `s` without white space at either end. The result points into `s`.
 std::string_view trim(std::string_view s) noexcept;
 
+// Where the inline code opened by the backtick run at `line[i]` ends: just past the next run of
+// backticks of the same length, or npos when nothing on the line closes it.
+std::size_t code_span_end(std::string_view line, std::size_t i) noexcept;
+
 // Removes white space at both ends of `s`, in place.
 void trim_in_place(std::string& s);
 

@@ -326,20 +326,15 @@ class Lexer {
   };
 
   std::size_t code_span(std::string_view line, std::size_t i) {
-    std::size_t run_end = i;
-    while (run_end < line.size() && line[run_end] == '`') ++run_end;
-    const std::size_t ticks = run_end - i;
-    for (std::size_t j = line.find('`', run_end); j != NPOS; j = line.find('`', j)) {
-      std::size_t k = j;
-      while (k < line.size() && line[k] == '`') ++k;
-      if (k - j == ticks) {
-        spans_.push_back({i, k, ticks});
-        return k;
-      }
-      j = k;
+    const std::size_t end = text::code_span_end(line, i);
+    if (end == NPOS) {
+      spans_.push_back({i, line.size(), 0});
+      return line.size();
     }
-    spans_.push_back({i, line.size(), 0});
-    return line.size();
+    std::size_t ticks = 0;
+    while (line[i + ticks] == '`') ++ticks;
+    spans_.push_back({i, end, ticks});
+    return end;
   }
 
   // Pairs each "(" that follows a "]" with its matching ")", counting the parentheses of the

@@ -26,20 +26,9 @@ constexpr std::size_t NPOS = std::string_view::npos;
 bool ascii_alpha(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool ascii_alnum(char c) noexcept { return ascii_alpha(c) || (c >= '0' && c <= '9'); }
 
-// The end of the inline code opened by the backtick run at `line[i]`: just past the next run of
-// the same length, or the end of the line when nothing closes it.
-std::size_t code_span_end(std::string_view line, std::size_t i) noexcept {
-  std::size_t run_end = i;
-  while (run_end < line.size() && line[run_end] == '`') ++run_end;
-  const std::size_t ticks = run_end - i;
-  for (std::size_t j = line.find('`', run_end); j != NPOS; j = line.find('`', j)) {
-    std::size_t k = j;
-    while (k < line.size() && line[k] == '`') ++k;
-    if (k - j == ticks) return k;
-    j = k;
-  }
-  return line.size();
-}
+// The end of the inline code opened by the backtick run at `line[i]`, or the end of the line when
+// nothing closes it.
+std::size_t code_span_end(std::string_view line, std::size_t i) noexcept { return std::min(text::code_span_end(line, i), line.size()); }
 
 // Whether the bracket text `text` has the shape of an inline citation: a path, optionally with
 // ":LINE" or ":START-END".
