@@ -9,6 +9,7 @@
 #include "vantorel/workers/wiki/finalize/page.h"
 #include "vantorel/workers/wiki/finalize/reading_order.h"
 #include "vantorel/workers/wiki/finalize/sources.h"
+#include "vantorel/workers/wiki/finalize/steps.h"
 #include "vantorel/workers/wiki/page_rules/page_rules.h"
 #include "vantorel/workers/wiki/repo_facts/repo_facts.h"
 
@@ -36,55 +37,72 @@ std::vector<FileFacts> FinalizeMixin::_file_facts(const std::set<std::string, st
   return file_facts(repository(), paths);
 }
 
+namespace detail {
+
+AuthoredPart authored_part(const FinalizeMixin& generator, const PagePlan& plan, std::string_view text, const FinalizeOptions& options) {
+  AuthoredPart part{.authored = split_authored(lf(text), plan.description)};
+  part.authored.body = generator._scrub_inline_citations(part.authored.body);
+  part.own = generator._validate_citations(part.authored.body, {});
+  part.citations = options.seeds.empty() ? part.own : generator._validate_citations(part.authored.body, options.seeds);
+  if (options.fill_citations) part.citations = generator._ensure_min_citations(std::move(part.citations), plan.source_files);
+  return part;
+}
+
+PageFrame page_frame(const PagePlan& plan, const PageType& page_type, const AuthoredPart& part, std::span<const Diagram> diagrams) {
+  std::vector<std::string> plan_files;
+  plan_files.reserve(plan.source_files.size());
+  for (const std::string& path : plan.source_files) plan_files.push_back(_norm(path));
+  const std::string& summary = part.authored.summary;
+  return PageFrame{.page_id = plan.page_id,
+                   .title = plan.title,
+                   .summary = summary.empty() ? plan.description : summary,
+                   .page_type = page_type,
+                   .summary_from_plan = summary.empty(),
+                   .sources = source_list(part.own, plan_files),
+                   .diagrams = std::vector<Diagram>(diagrams.begin(), diagrams.end())};
+}
+
+FinalizedPage finished_page(AuthoredPart part, const PageFrame& frame, const LinkIndex& links, std::string_view grounding) {
+  std::vector<std::string> outline;
+  for (const SectionSpec& section : outline_for(frame.page_type, grounding_facts(grounding))) outline.push_back(section.key);
+  std::string markdown = detail::finalize_page(part.authored, frame, links, repo_link);
+  return FinalizedPage{.markdown = std::move(markdown),
+                       .authored = std::move(part.authored),
+                       .summary = frame.summary,
+                       .own_citations = std::move(part.own),
+                       .citations = std::move(part.citations),
+                       .outline = std::move(outline)};
+}
+
+}  // namespace detail
+
 FinalizedPage FinalizeMixin::_finalize(const PagePlan& plan, std::string_view text, std::span<const Diagram> diagrams,
                                        std::string_view grounding, const FinalizeOptions& options) const {
   const PageType& page_type = plan_type(plan);
-  Authored authored = split_authored(lf(text), plan.description);
-  authored.body = _scrub_inline_citations(authored.body);
+  detail::AuthoredPart part = detail::authored_part(*this, plan, text, options);
 
-  std::vector<Citation> own = _validate_citations(authored.body, {});
-  std::vector<Citation> citations = options.seeds.empty() ? own : _validate_citations(authored.body, options.seeds);
-  if (options.fill_citations) citations = _ensure_min_citations(std::move(citations), plan.source_files);
-
-  const std::vector<LinkTarget> targets = _link_targets();
+  std::vector<LinkTarget> targets = _link_targets();
   std::unordered_map<std::string_view, const LinkTarget*> by_id;
+  by_id.reserve(targets.size());
   for (const LinkTarget& target : targets) by_id[target.page_id] = &target;
 
   std::vector<std::string_view> order;
+  order.reserve(_plans.size());
   for (std::size_t i : detail::reading_positions(_plans)) {
     if (by_id.contains(_plans[i].page_id)) order.push_back(_plans[i].page_id);
   }
   const auto found = std::find(order.begin(), order.end(), plan.page_id);
   const std::ptrdiff_t position = found == order.end() ? -1 : found - order.begin();
 
-  std::vector<std::string> plan_files;
-  plan_files.reserve(plan.source_files.size());
-  for (const std::string& path : plan.source_files) plan_files.push_back(_norm(path));
-
-  PageFrame frame{.page_id = plan.page_id,
-                  .title = plan.title,
-                  .summary = authored.summary.empty() ? plan.description : authored.summary,
-                  .page_type = page_type,
-                  .summary_from_plan = authored.summary.empty(),
-                  .sources = source_list(own, plan_files),
-                  .diagrams = std::vector<Diagram>(diagrams.begin(), diagrams.end()),
-                  .links = targets,
-                  .related = _related_targets(plan, targets)};
+  PageFrame frame = detail::page_frame(plan, page_type, part, diagrams);
+  frame.related = _related_targets(plan, targets);
   if (position > 0) frame.previous = *by_id.at(order[static_cast<std::size_t>(position - 1)]);
   if (position >= 0 && static_cast<std::size_t>(position) + 1 < order.size())
     frame.next = *by_id.at(order[static_cast<std::size_t>(position + 1)]);
   frame.index = _catch_all_index(plan);
-
-  std::vector<std::string> outline;
-  for (const SectionSpec& section : outline_for(page_type, grounding_facts(grounding))) outline.push_back(section.key);
-
-  std::string markdown = finalize_page(authored, frame, repo_link);
-  return FinalizedPage{.markdown = std::move(markdown),
-                       .authored = std::move(authored),
-                       .summary = frame.summary,
-                       .own_citations = std::move(own),
-                       .citations = std::move(citations),
-                       .outline = std::move(outline)};
+  // Moving keeps the targets where `by_id` points; it is not used past this point.
+  frame.links = std::move(targets);
+  return detail::finished_page(std::move(part), frame, LinkIndex(frame.links), grounding);
 }
 
 std::vector<std::string> FinalizeMixin::_catch_all_index(const PagePlan& plan) const {

@@ -45,9 +45,13 @@ std::vector<std::string> _footer(const PageFrame& frame) {
 }
 
 std::string finalize_page(const Authored& authored, const PageFrame& frame, const RepoLink& repo_link) {
+  return detail::finalize_page(authored, frame, LinkIndex(frame.links), repo_link);
+}
+
+std::string detail::finalize_page(const Authored& authored, const PageFrame& frame, const LinkIndex& links, const RepoLink& repo_link) {
   std::string body = _drop_duplicate_diagrams(authored.body, frame.diagrams);
-  body = refresh_link_texts(body, frame.links);
-  body = autolink(body, frame.links, frame.page_id);
+  body = links.refresh_link_texts(body);
+  body = links.autolink(body, frame.page_id);
   body = place_diagrams(body, frame.diagrams, frame.page_type);
 
   std::vector<std::string> parts;

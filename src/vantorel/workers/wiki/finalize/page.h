@@ -53,4 +53,12 @@ std::string finalize_page(const Authored& authored, const PageFrame& frame, cons
 // Empty when the page has neither related pages nor neighbours.
 std::vector<std::string> _footer(const PageFrame& frame);
 
+namespace detail {
+
+// `finalize_page` with the body linked against `links`, the page's link targets prepared once for
+// many pages; `frame.links` is not read.
+std::string finalize_page(const Authored& authored, const PageFrame& frame, const LinkIndex& links, const RepoLink& repo_link);
+
+}  // namespace detail
+
 }  // namespace vantorel::workers::wiki

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <unordered_map>
 #include <unordered_set>
@@ -537,253 +538,39 @@ struct Mention {
   std::uint32_t title = 0;
 };
 
-// One call of `autolink`.
+// The hrefs of the targets in a trie, walked after each "](" of a body to find where it already
+// links a target.
+struct HrefTrie {
+  Automaton trie;
+  std::vector<std::uint32_t> linkable;  // per trie id: the href id, NONE for an href never linked
+};
+
+// One call of `autolink` against prepared targets: which hrefs are linked so far, and the output.
 class Linker {
  public:
-  Linker(std::string_view body, std::span<const LinkTarget> links, std::string_view page_id) : body_(body), links_(links) {
-    href_of_.assign(links.size(), NONE);
-    std::unordered_map<std::string_view, std::uint32_t> href_ids;
-    for (std::size_t k = 0; k < links.size(); ++k) {
-      const LinkTarget& target = links[k];
-      if (target.page_id == page_id || !linkable_title(target.title) || !linkable_href(target.href)) continue;
-      const auto [it, fresh] = href_ids.try_emplace(target.href, static_cast<std::uint32_t>(hrefs_.size()));
-      if (fresh) hrefs_.push_back(target.href);
-      href_of_[k] = it->second;
-    }
-    linked_.assign(hrefs_.size(), false);
-    mark_already_linked(href_ids);
-    remaining_ = static_cast<std::size_t>(std::count(linked_.begin(), linked_.end(), false));
-  }
+  Linker(std::string_view body, const LinkIndex::Data& index, std::string_view page_id);
 
-  std::string run() {
-    if (remaining_ == 0) return std::string(body_);
-    prepare_titles();
-    prepare_files();
-    out_.reserve(body_.size() + body_.size() / 64 + 64);
-    BlockState blocks;
-    for (const std::string_view line : text::Lines(body_)) {
-      if (remaining_ == 0) break;
-      if (blocks.prose(line)) link_line(line);
-    }
-    out_.append(body_.substr(copied_));
-    return std::move(out_);
-  }
+  std::string run();
 
  private:
-  // Marks every href that `body_` already links to, "](" + href + ")" or "](" + href + "#", and
-  // keeps where: no new link goes inside such a place, the links to the page itself and to targets
-  // that are never linked included. A walk down the trie of hrefs starts after each "](" and stops
-  // at the first "(" at the latest, since no href in the trie holds one, so the walks never overlap.
-  void mark_already_linked(const std::unordered_map<std::string_view, std::uint32_t>& href_ids) {
-    if (hrefs_.empty()) return;  // nothing will be linked
-    Automaton trie;
-    std::vector<std::uint32_t> linkable;  // per trie id: the href id, NONE for an href never linked
-    std::vector<Symbol> symbols;
-    for (const LinkTarget& target : links_) {
-      if (target.href.find('(') != NPOS) continue;
-      symbols.assign(target.href.begin(), target.href.end());
-      for (Symbol& s : symbols) s &= 0xFF;
-      trie.add(symbols, static_cast<std::uint32_t>(linkable.size()));
-      const auto it = href_ids.find(target.href);
-      linkable.push_back(it == href_ids.end() ? NONE : it->second);
-    }
-    trie.build();
-    for (std::size_t p = body_.find("]("); p != NPOS; p = body_.find("](", p + 2)) {
-      std::uint32_t node = 0;
-      std::size_t end = 0;
-      for (std::size_t i = p + 2; i < body_.size(); ++i) {
-        node = trie.child(node, byte_at(body_, i));
-        if (node == NONE) break;
-        const std::uint32_t id = trie.id(node);
-        if (id != NONE && i + 1 < body_.size() && (body_[i + 1] == ')' || body_[i + 1] == '#')) {
-          if (linkable[id] != NONE) linked_[linkable[id]] = true;
-          end = i + 2;
-        }
-      }
-      if (end != 0) protected_.emplace_back(p, end);
-    }
-  }
-
-  // Whether `pos` lies strictly inside one of `protected_`. Called with increasing `pos`.
-  bool inside_protected(std::size_t pos) noexcept {
-    while (next_protected_ < protected_.size() && protected_[next_protected_].second <= pos) ++next_protected_;
-    return next_protected_ < protected_.size() && protected_[next_protected_].first < pos;
-  }
-
-  // One matcher over every title that can be mentioned, the page's own and those of targets that
-  // cannot be linked included: a mention of them still covers the shorter titles inside it.
-  void prepare_titles() {
-    std::unordered_map<std::string_view, std::uint32_t> ids;
-    std::vector<Symbol> symbols;
-    for (std::size_t k = 0; k < links_.size(); ++k) {
-      const std::string_view title = links_[k].title;
-      if (!linkable_title(title)) continue;
-      const auto [it, fresh] = ids.try_emplace(title, static_cast<std::uint32_t>(title_targets_.size()));
-      if (fresh) {
-        title_targets_.emplace_back();
-        title_length_.push_back(title.size());
-        longest_title_ = std::max(longest_title_, title.size());
-        reversed_title_symbols(title, words_, symbols);
-        titles_.add(symbols, it->second);
-      }
-      title_targets_[it->second].push_back(static_cast<std::uint32_t>(k));
-    }
-    titles_.build();
-  }
-
-  void prepare_files() {
-    for (std::size_t k = 0; k < links_.size(); ++k) {
-      if (href_of_[k] == NONE) continue;
-      for (const std::string& file : links_[k].files) {
-        if (file.empty()) continue;
-        add_file(file, k);
-        if (detail::is_code_file(file)) add_file(std::string_view(file).substr(0, file.rfind('.')), k);
-      }
-    }
-  }
-
-  void add_file(std::string_view key, std::size_t k) {
-    const auto [it, fresh] = file_ids_.try_emplace(key, static_cast<std::uint32_t>(file_targets_.size()));
-    if (fresh) file_targets_.emplace_back();
-    std::vector<std::uint32_t>& targets = file_targets_[it->second];
-    if (targets.empty() || targets.back() != k) targets.push_back(static_cast<std::uint32_t>(k));
-  }
-
-  void link_line(std::string_view line) {
-    lexer_.lex(line);
-    const std::size_t base = static_cast<std::size_t>(line.data() - body_.data());
-    std::size_t pos = 0;
-    for (const Span& span : lexer_.spans()) {
-      link_mentions(line, base, pos, span.begin);
-      if (span.ticks > 0) link_file(line, base, span);
-      pos = span.end;
-    }
-    link_mentions(line, base, pos, line.size());
-  }
-
-  // Links the mentions in the prose `line[a, b)`, outside the places that already link a target.
-  void link_mentions(std::string_view line, std::size_t base, std::size_t a, std::size_t b) {
-    while (a < b && !titles_.empty() && remaining_ > 0) {
-      inside_protected(base + a);
-      if (next_protected_ == protected_.size() || protected_[next_protected_].first >= base + b) {
-        link_run(line, base, a, b);
-        return;
-      }
-      const auto [begin, end] = protected_[next_protected_];
-      if (begin > base + a) link_run(line, base, a, begin - base);
-      a = std::min(b, end - base);
-    }
-  }
-
-  // Links the mentions in the run of prose `line[a, b)`: leftmost first, then longest. A long run
-  // is read in windows, each scanned a title's length past its end, so that `found_` stays small.
-  void link_run(std::string_view line, std::size_t base, std::size_t a, std::size_t b) {
-    const std::size_t window = std::max<std::size_t>(std::size_t{1} << 16, 4 * longest_title_);
-    std::size_t cursor = a;
-    for (std::size_t x = a; x < b;) {
-      const std::size_t y = boundary_after(line, x, b, window);
-      find_mentions(line, x, y == b ? b : boundary_after(line, y, b, longest_title_));
-      for (auto it = found_.rbegin(); it != found_.rend() && it->begin < y; ++it) {
-        if (it->begin < cursor) continue;
-        cursor = it->begin + it->length;
-        link(base + it->begin, base + cursor, title_targets_[it->title]);
-      }
-      x = y;
-    }
-  }
-
-  // The first character boundary at least `distance` bytes after the boundary `from`, or `limit`.
-  static std::size_t boundary_after(std::string_view line, std::size_t from, std::size_t limit, std::size_t distance) noexcept {
-    if (limit - from <= distance) return limit;
-    std::size_t pos = from;
-    while (pos < from + distance) pos = char_at(line, pos).end;
-    return pos;
-  }
-
-  // Fills `found_` with the longest mention starting at each character of `line[a, b)`, last
-  // first. The symbols of the run are read from right to left through the matcher of reversed
-  // titles, so at each character the matcher's longest match is the longest title starting there.
-  void find_mentions(std::string_view line, std::size_t a, std::size_t b) {
-    found_.clear();
-    const auto report = [&](std::uint32_t state, std::size_t begin) {
-      const std::uint32_t title = titles_.longest(state);
-      if (title == NONE) return;
-      if (!found_.empty() && found_.back().begin == begin) {
-        if (found_.back().length < title_length_[title]) found_.back() = {begin, title_length_[title], title};
-        return;
-      }
-      found_.push_back({begin, title_length_[title], title});
-    };
-    const bool word_after = b < line.size() && words_.is_word(line, char_at(line, b));
-    Char c = char_before(line, b);
-    bool word = words_.is_word(line, c);
-    std::uint32_t state = 0;
-    if (word && !word_after) state = titles_.step(state, WORD_END);
-    while (true) {
-      for (std::size_t k = c.end; k-- > c.begin;) state = titles_.step(state, symbol_of(byte_at(line, k), c.valid));
-      report(state, c.begin);
-      // The character before `c` (outside the run when `c` is its first) decides the boundary.
-      const Char previous = c.begin > 0 ? char_before(line, c.begin) : Char{};
-      const bool word_before = c.begin > 0 && words_.is_word(line, previous);
-      if (word && !word_before) {
-        state = titles_.step(state, WORD_START);
-        report(state, c.begin);
-      }
-      if (c.begin == a) break;
-      if (!word && word_before) state = titles_.step(state, WORD_END);
-      c = previous;
-      word = word_before;
-    }
-  }
-
-  void link_file(std::string_view line, std::size_t base, const Span& span) {
-    const std::string_view content = line.substr(span.begin + span.ticks, span.end - span.begin - 2 * span.ticks);
-    const auto it = file_ids_.find(content);
-    if (it == file_ids_.end() || inside_protected(base + span.begin) || inside_protected(base + span.end)) return;
-    link(base + span.begin, base + span.end, file_targets_[it->second]);
-  }
-
-  // Links `body_[begin, end)` to the first of `targets` not linked yet, if any, unless the link
-  // would not read as one there: right after "!" it would be an image, right after "\" or "]" an
-  // escaped bracket or a reference label, and text ending in "\" would escape its "]". The byte
-  // before is judged as the result has it, so a second run judges the same way.
-  void link(std::size_t begin, std::size_t end, std::span<const std::uint32_t> targets) {
-    const char before = begin == last_end_ ? ')' : begin > 0 ? body_[begin - 1] : '\n';
-    if (before == '!' || before == '\\' || before == ']' || body_[end - 1] == '\\') return;
-    for (const std::uint32_t k : targets) {
-      const std::uint32_t id = href_of_[k];
-      if (id == NONE || linked_[id]) continue;
-      linked_[id] = true;
-      --remaining_;
-      out_.append(body_.substr(copied_, begin - copied_));
-      out_ += '[';
-      out_.append(body_.substr(begin, end - begin));
-      out_.append("](");
-      out_.append(hrefs_[id]);
-      out_ += ')';
-      copied_ = end;
-      last_end_ = end;
-      return;
-    }
-  }
+  void mark_already_linked();
+  bool inside_protected(std::size_t pos) noexcept;
+  void link_line(std::string_view line);
+  void link_mentions(std::string_view line, std::size_t base, std::size_t a, std::size_t b);
+  void link_run(std::string_view line, std::size_t base, std::size_t a, std::size_t b);
+  static std::size_t boundary_after(std::string_view line, std::size_t from, std::size_t limit, std::size_t distance) noexcept;
+  void find_mentions(std::string_view line, std::size_t a, std::size_t b);
+  void link_file(std::string_view line, std::size_t base, const Span& span);
+  void link(std::size_t begin, std::size_t end, std::span<const std::uint32_t> targets);
 
   std::string_view body_;
-  std::span<const LinkTarget> links_;
-  std::vector<std::uint32_t> href_of_;  // per target: its href's id, NONE when it is never linked
-  std::vector<std::string_view> hrefs_;
-  std::vector<bool> linked_;  // per href id
+  const LinkIndex::Data& index_;
+  std::vector<bool> linked_;  // per href id; the page's own href counts as linked from the start
   std::size_t remaining_ = 0;
   // Where `body_` already links a target ("](" + href + ")" or "#"), by position: no link goes
   // inside, so a second run finds the same targets linked.
   std::vector<std::pair<std::size_t, std::size_t>> protected_;
   std::size_t next_protected_ = 0;
-
-  Automaton titles_;                                       // reversed title symbols, by title id
-  std::vector<std::vector<std::uint32_t>> title_targets_;  // per title id: the targets with that title
-  std::vector<std::size_t> title_length_;                  // per title id: its length in bytes
-  std::size_t longest_title_ = 0;
-  std::unordered_map<std::string_view, std::uint32_t> file_ids_;
-  std::vector<std::vector<std::uint32_t>> file_targets_;  // per file id: the targets claiming it
 
   WordClasses words_;
   Lexer lexer_;
@@ -809,6 +596,278 @@ struct LinkKeyHash {
 
 }  // namespace
 
+// The targets prepared once: ids for their hrefs, the trie of hrefs, the matcher of titles, the
+// files by name and the former titles by link.
+struct LinkIndex::Data {
+  explicit Data(std::span<const LinkTarget> targets);
+
+  std::span<const LinkTarget> links;
+  std::vector<std::uint32_t> href_of;  // per target: its href's id, NONE when it is never linked
+  std::vector<std::string_view> hrefs;
+  std::unordered_map<std::string_view, std::uint32_t> href_ids;
+  HrefTrie href_trie;
+
+  Automaton titles;                                       // reversed title symbols, by title id
+  std::vector<std::vector<std::uint32_t>> title_targets;  // per title id: the targets with that title
+  std::vector<std::size_t> title_length;                  // per title id: its length in bytes
+  std::size_t longest_title = 0;
+  std::unordered_map<std::string_view, std::uint32_t> file_ids;
+  std::vector<std::vector<std::uint32_t>> file_targets;  // per file id: the targets claiming it
+
+  std::unordered_map<LinkKey, std::string_view, LinkKeyHash> current_titles;  // (href, former title) -> title
+
+ private:
+  void prepare_hrefs();
+  void prepare_titles();
+  void prepare_files();
+  void add_file(std::string_view key, std::size_t k);
+};
+
+LinkIndex::Data::Data(std::span<const LinkTarget> targets) : links(targets) {
+  prepare_hrefs();
+  if (hrefs.empty()) return;  // nothing will ever be linked
+  prepare_titles();
+  prepare_files();
+}
+
+void LinkIndex::Data::prepare_hrefs() {
+  href_of.assign(links.size(), NONE);
+  for (std::size_t k = 0; k < links.size(); ++k) {
+    const LinkTarget& target = links[k];
+    if (!linkable_title(target.title)) continue;
+    for (const std::string& former : target.former) current_titles.try_emplace(LinkKey{target.href, former}, target.title);
+    if (!linkable_href(target.href)) continue;
+    const auto [it, fresh] = href_ids.try_emplace(target.href, static_cast<std::uint32_t>(hrefs.size()));
+    if (fresh) hrefs.push_back(target.href);
+    href_of[k] = it->second;
+  }
+  if (hrefs.empty()) return;
+  std::vector<Symbol> symbols;
+  for (const LinkTarget& target : links) {
+    if (target.href.find('(') != NPOS) continue;
+    symbols.assign(target.href.begin(), target.href.end());
+    for (Symbol& s : symbols) s &= 0xFF;
+    href_trie.trie.add(symbols, static_cast<std::uint32_t>(href_trie.linkable.size()));
+    const auto it = href_ids.find(target.href);
+    href_trie.linkable.push_back(it == href_ids.end() ? NONE : it->second);
+  }
+  href_trie.trie.build();
+}
+
+// One matcher over every title that can be mentioned, those of targets that cannot be linked
+// included: a mention of them still covers the shorter titles inside it.
+void LinkIndex::Data::prepare_titles() {
+  std::unordered_map<std::string_view, std::uint32_t> ids;
+  std::vector<Symbol> symbols;
+  WordClasses words;
+  for (std::size_t k = 0; k < links.size(); ++k) {
+    const std::string_view title = links[k].title;
+    if (!linkable_title(title)) continue;
+    const auto [it, fresh] = ids.try_emplace(title, static_cast<std::uint32_t>(title_targets.size()));
+    if (fresh) {
+      title_targets.emplace_back();
+      title_length.push_back(title.size());
+      longest_title = std::max(longest_title, title.size());
+      reversed_title_symbols(title, words, symbols);
+      titles.add(symbols, it->second);
+    }
+    title_targets[it->second].push_back(static_cast<std::uint32_t>(k));
+  }
+  titles.build();
+}
+
+void LinkIndex::Data::prepare_files() {
+  for (std::size_t k = 0; k < links.size(); ++k) {
+    if (href_of[k] == NONE) continue;
+    for (const std::string& file : links[k].files) {
+      if (file.empty()) continue;
+      add_file(file, k);
+      if (detail::is_code_file(file)) add_file(std::string_view(file).substr(0, file.rfind('.')), k);
+    }
+  }
+}
+
+void LinkIndex::Data::add_file(std::string_view key, std::size_t k) {
+  const auto [it, fresh] = file_ids.try_emplace(key, static_cast<std::uint32_t>(file_targets.size()));
+  if (fresh) file_targets.emplace_back();
+  std::vector<std::uint32_t>& targets = file_targets[it->second];
+  if (targets.empty() || targets.back() != k) targets.push_back(static_cast<std::uint32_t>(k));
+}
+
+namespace {
+
+Linker::Linker(std::string_view body, const LinkIndex::Data& index, std::string_view page_id) : body_(body), index_(index) {
+  if (index.hrefs.empty()) return;
+  linked_.assign(index.hrefs.size(), false);
+  // The page never links to itself: its href (derived from its id) counts as linked already.
+  std::string own_href(page_id);
+  own_href.append(".md");
+  if (const auto own = index.href_ids.find(own_href); own != index.href_ids.end()) linked_[own->second] = true;
+  mark_already_linked();
+  remaining_ = static_cast<std::size_t>(std::count(linked_.begin(), linked_.end(), false));
+}
+
+std::string Linker::run() {
+  if (remaining_ == 0) return std::string(body_);
+  out_.reserve(body_.size() + body_.size() / 64 + 64);
+  BlockState blocks;
+  for (const std::string_view line : text::Lines(body_)) {
+    if (remaining_ == 0) break;
+    if (blocks.prose(line)) link_line(line);
+  }
+  out_.append(body_.substr(copied_));
+  return std::move(out_);
+}
+
+// Marks every href that `body_` already links to, "](" + href + ")" or "](" + href + "#", and
+// keeps where: no new link goes inside such a place, the links to the page itself and to targets
+// that are never linked included. A walk down the trie of hrefs starts after each "](" and stops
+// at the first "(" at the latest, since no href in the trie holds one, so the walks never overlap.
+void Linker::mark_already_linked() {
+  const Automaton& trie = index_.href_trie.trie;
+  for (std::size_t p = body_.find("]("); p != NPOS; p = body_.find("](", p + 2)) {
+    std::uint32_t node = 0;
+    std::size_t end = 0;
+    for (std::size_t i = p + 2; i < body_.size(); ++i) {
+      node = trie.child(node, byte_at(body_, i));
+      if (node == NONE) break;
+      const std::uint32_t id = trie.id(node);
+      if (id != NONE && i + 1 < body_.size() && (body_[i + 1] == ')' || body_[i + 1] == '#')) {
+        if (const std::uint32_t href = index_.href_trie.linkable[id]; href != NONE) linked_[href] = true;
+        end = i + 2;
+      }
+    }
+    if (end != 0) protected_.emplace_back(p, end);
+  }
+}
+
+// Whether `pos` lies strictly inside one of `protected_`. Called with increasing `pos`.
+bool Linker::inside_protected(std::size_t pos) noexcept {
+  while (next_protected_ < protected_.size() && protected_[next_protected_].second <= pos) ++next_protected_;
+  return next_protected_ < protected_.size() && protected_[next_protected_].first < pos;
+}
+
+void Linker::link_line(std::string_view line) {
+  lexer_.lex(line);
+  const std::size_t base = static_cast<std::size_t>(line.data() - body_.data());
+  std::size_t pos = 0;
+  for (const Span& span : lexer_.spans()) {
+    link_mentions(line, base, pos, span.begin);
+    if (span.ticks > 0) link_file(line, base, span);
+    pos = span.end;
+  }
+  link_mentions(line, base, pos, line.size());
+}
+
+// Links the mentions in the prose `line[a, b)`, outside the places that already link a target.
+void Linker::link_mentions(std::string_view line, std::size_t base, std::size_t a, std::size_t b) {
+  while (a < b && !index_.titles.empty() && remaining_ > 0) {
+    inside_protected(base + a);
+    if (next_protected_ == protected_.size() || protected_[next_protected_].first >= base + b) {
+      link_run(line, base, a, b);
+      return;
+    }
+    const auto [begin, end] = protected_[next_protected_];
+    if (begin > base + a) link_run(line, base, a, begin - base);
+    a = std::min(b, end - base);
+  }
+}
+
+// Links the mentions in the run of prose `line[a, b)`: leftmost first, then longest. A long run
+// is read in windows, each scanned a title's length past its end, so that `found_` stays small.
+void Linker::link_run(std::string_view line, std::size_t base, std::size_t a, std::size_t b) {
+  const std::size_t window = std::max<std::size_t>(std::size_t{1} << 16, 4 * index_.longest_title);
+  std::size_t cursor = a;
+  for (std::size_t x = a; x < b;) {
+    const std::size_t y = boundary_after(line, x, b, window);
+    find_mentions(line, x, y == b ? b : boundary_after(line, y, b, index_.longest_title));
+    for (auto it = found_.rbegin(); it != found_.rend() && it->begin < y; ++it) {
+      if (it->begin < cursor) continue;
+      cursor = it->begin + it->length;
+      link(base + it->begin, base + cursor, index_.title_targets[it->title]);
+    }
+    x = y;
+  }
+}
+
+// The first character boundary at least `distance` bytes after the boundary `from`, or `limit`.
+std::size_t Linker::boundary_after(std::string_view line, std::size_t from, std::size_t limit, std::size_t distance) noexcept {
+  if (limit - from <= distance) return limit;
+  std::size_t pos = from;
+  while (pos < from + distance) pos = char_at(line, pos).end;
+  return pos;
+}
+
+// Fills `found_` with the longest mention starting at each character of `line[a, b)`, last
+// first. The symbols of the run are read from right to left through the matcher of reversed
+// titles, so at each character the matcher's longest match is the longest title starting there.
+void Linker::find_mentions(std::string_view line, std::size_t a, std::size_t b) {
+  found_.clear();
+  const auto report = [&](std::uint32_t state, std::size_t begin) {
+    const std::uint32_t title = index_.titles.longest(state);
+    if (title == NONE) return;
+    if (!found_.empty() && found_.back().begin == begin) {
+      if (found_.back().length < index_.title_length[title]) found_.back() = {begin, index_.title_length[title], title};
+      return;
+    }
+    found_.push_back({begin, index_.title_length[title], title});
+  };
+  const bool word_after = b < line.size() && words_.is_word(line, char_at(line, b));
+  Char c = char_before(line, b);
+  bool word = words_.is_word(line, c);
+  std::uint32_t state = 0;
+  if (word && !word_after) state = index_.titles.step(state, WORD_END);
+  while (true) {
+    for (std::size_t k = c.end; k-- > c.begin;) state = index_.titles.step(state, symbol_of(byte_at(line, k), c.valid));
+    report(state, c.begin);
+    // The character before `c` (outside the run when `c` is its first) decides the boundary.
+    const Char previous = c.begin > 0 ? char_before(line, c.begin) : Char{};
+    const bool word_before = c.begin > 0 && words_.is_word(line, previous);
+    if (word && !word_before) {
+      state = index_.titles.step(state, WORD_START);
+      report(state, c.begin);
+    }
+    if (c.begin == a) break;
+    if (!word && word_before) state = index_.titles.step(state, WORD_END);
+    c = previous;
+    word = word_before;
+  }
+}
+
+void Linker::link_file(std::string_view line, std::size_t base, const Span& span) {
+  const std::string_view content = line.substr(span.begin + span.ticks, span.end - span.begin - 2 * span.ticks);
+  const auto it = index_.file_ids.find(content);
+  if (it == index_.file_ids.end() || inside_protected(base + span.begin) || inside_protected(base + span.end)) return;
+  link(base + span.begin, base + span.end, index_.file_targets[it->second]);
+}
+
+// Links `body_[begin, end)` to the first of `targets` not linked yet, if any, unless the link
+// would not read as one there: right after "!" it would be an image, right after "\" or "]" an
+// escaped bracket or a reference label, and text ending in "\" would escape its "]". The byte
+// before is judged as the result has it, so a second run judges the same way.
+void Linker::link(std::size_t begin, std::size_t end, std::span<const std::uint32_t> targets) {
+  const char before = begin == last_end_ ? ')' : begin > 0 ? body_[begin - 1] : '\n';
+  if (before == '!' || before == '\\' || before == ']' || body_[end - 1] == '\\') return;
+  for (const std::uint32_t k : targets) {
+    const std::uint32_t id = index_.href_of[k];
+    if (id == NONE || linked_[id]) continue;
+    linked_[id] = true;
+    --remaining_;
+    out_.append(body_.substr(copied_, begin - copied_));
+    out_ += '[';
+    out_.append(body_.substr(begin, end - begin));
+    out_.append("](");
+    out_.append(index_.hrefs[id]);
+    out_ += ')';
+    copied_ = end;
+    last_end_ = end;
+    return;
+  }
+}
+
+
+}  // namespace
+
 namespace detail {
 
 bool is_code_file(std::string_view path) noexcept {
@@ -828,17 +887,17 @@ bool is_code_file(std::string_view path) noexcept {
 
 }  // namespace detail
 
-std::string autolink(std::string_view body, std::span<const LinkTarget> links, std::string_view page_id) {
-  if (links.empty()) return std::string(body);
-  return Linker(body, links, page_id).run();
-}
+LinkIndex::LinkIndex(std::span<const LinkTarget> links) : data_(std::make_unique<const Data>(links)) {}
+LinkIndex::~LinkIndex() = default;
+LinkIndex::LinkIndex(LinkIndex&&) noexcept = default;
+LinkIndex& LinkIndex::operator=(LinkIndex&&) noexcept = default;
 
-std::string refresh_link_texts(std::string_view body, std::span<const LinkTarget> links) {
-  std::unordered_map<LinkKey, std::string_view, LinkKeyHash> titles;
-  for (const LinkTarget& target : links) {
-    if (!linkable_title(target.title)) continue;
-    for (const std::string& former : target.former) titles.try_emplace(LinkKey{target.href, former}, target.title);
-  }
+std::span<const LinkTarget> LinkIndex::links() const noexcept { return data_->links; }
+
+std::string LinkIndex::autolink(std::string_view body, std::string_view page_id) const { return Linker(body, *data_, page_id).run(); }
+
+std::string LinkIndex::refresh_link_texts(std::string_view body) const {
+  const auto& titles = data_->current_titles;
   if (titles.empty()) return std::string(body);
   std::string out;
   out.reserve(body.size());
@@ -864,6 +923,16 @@ std::string refresh_link_texts(std::string_view body, std::span<const LinkTarget
   }
   out.append(body.substr(copied));
   return out;
+}
+
+std::string autolink(std::string_view body, std::span<const LinkTarget> links, std::string_view page_id) {
+  if (links.empty()) return std::string(body);
+  return LinkIndex(links).autolink(body, page_id);
+}
+
+std::string refresh_link_texts(std::string_view body, std::span<const LinkTarget> links) {
+  if (links.empty()) return std::string(body);
+  return LinkIndex(links).refresh_link_texts(body);
 }
 
 std::vector<std::string> former_titles(const StoredRow* row) {

@@ -11,6 +11,7 @@
 // and the bookkeeping of the titles a page had before.
 #pragma once
 
+#include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <span>
@@ -88,6 +89,34 @@ std::string autolink(std::string_view body, std::span<const LinkTarget> links, s
 //
 //   refresh_link_texts("[CLI](cli.md) and `[CLI](cli.md)`", links) == "[Command line](cli.md) and `[CLI](cli.md)`"
 std::string refresh_link_texts(std::string_view body, std::span<const LinkTarget> links);
+
+// Link targets prepared once for `autolink` and `refresh_link_texts`. Preparing costs about as
+// much as linking one page, so a caller that links many pages against the same targets (every page
+// of a wiki links against every other) prepares them once and links each page in time that depends
+// on that page only. Keeps a view of `links`, which must outlive the index and stay unchanged.
+// Immutable once built: several threads may use one index at once.
+//
+//   const LinkIndex index(targets);
+//   for (Page& page : pages) page.body = index.autolink(index.refresh_link_texts(page.body), page.id);
+class LinkIndex {
+ public:
+  explicit LinkIndex(std::span<const LinkTarget> links);
+  ~LinkIndex();
+  LinkIndex(LinkIndex&&) noexcept;
+  LinkIndex& operator=(LinkIndex&&) noexcept;
+
+  // What `autolink(body, links(), page_id)` returns.
+  std::string autolink(std::string_view body, std::string_view page_id) const;
+  // What `refresh_link_texts(body, links())` returns.
+  std::string refresh_link_texts(std::string_view body) const;
+  // The targets the index was built from.
+  std::span<const LinkTarget> links() const noexcept;
+
+  struct Data;  // the prepared matchers; defined where they are used
+
+ private:
+  std::unique_ptr<const Data> data_;
+};
 
 // The strings of the stored row's "former_titles" list, in order (other entries skipped); empty when
 // `row` is null, not an object, or has no such list.

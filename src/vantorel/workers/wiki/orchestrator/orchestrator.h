@@ -8,10 +8,12 @@
 
 #include <filesystem>
 #include <map>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "vantorel/workers/wiki/finalize/batch.h"
 #include "vantorel/workers/wiki/finalize/mixin.h"
 
 namespace vantorel::workers::wiki {
@@ -38,6 +40,13 @@ class WikiGenerator : public FinalizeMixin {
   // Path -> the paths that depend on it: the import graph inverted, every path normalized, each
   // list sorted and without repeats.
   const DependentsMap& _file_dependents_map() const override { return dependents_; }
+
+  // Finalizes `pages` on up to `threads` threads (0: as many as the machine has), result i for
+  // page i whatever the number of threads: for each page what `_finalize` returns when called for
+  // the pages one after another with the generator unchanged, with the wiki-wide parts computed
+  // once (see FinalizeBatch). When pages fail, the first failure in page order is thrown once
+  // every thread has stopped.
+  std::vector<FinalizedPage> finalize_pages(std::span<const PageInput> pages, unsigned threads = 1) const;
 
  private:
   std::filesystem::path repository_;

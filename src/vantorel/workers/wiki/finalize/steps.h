@@ -1,0 +1,32 @@
+// The page-local steps of finalizing a page, shared by `FinalizeMixin::_finalize` and
+// `FinalizeBatch`, which differ only in how they find the wiki-wide parts (link targets, reading
+// order, related pages).
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "vantorel/workers/wiki/finalize/mixin.h"
+#include "vantorel/workers/wiki/finalize/page.h"
+
+namespace vantorel::workers::wiki::detail {
+
+// The author's part of a page and its citations.
+struct AuthoredPart {
+  Authored authored{};               // split from the text, inline citations scrubbed
+  std::vector<Citation> own{};       // the valid citations of the body alone
+  std::vector<Citation> citations{};  // the citations stored with the page
+};
+
+// Splits `text`, scrubs its inline citations and validates them (with the seeds, and topped up
+// when asked), through the generator's verification operations.
+AuthoredPart authored_part(const FinalizeMixin& generator, const PagePlan& plan, std::string_view text, const FinalizeOptions& options);
+
+// The frame's fields that depend on the page alone: id, title, summary, type, sources, diagrams.
+PageFrame page_frame(const PagePlan& plan, const PageType& page_type, const AuthoredPart& part, std::span<const Diagram> diagrams);
+
+// The finished record: the page written from `frame` (its body linked through `links`), the
+// outline `grounding` offers, and the authored part.
+FinalizedPage finished_page(AuthoredPart part, const PageFrame& frame, const LinkIndex& links, std::string_view grounding);
+
+}  // namespace vantorel::workers::wiki::detail
