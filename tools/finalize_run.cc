@@ -45,24 +45,24 @@ struct PageOutcome {
 
 std::string encoded(std::string_view finished, Eol eol) { return eol == Eol::CRLF ? with_crlf(finished) : std::string(finished); }
 
-PageOutcome finalize_one(const wiki::WikiGenerator& generator, const PageJob& job, std::span<const wiki::LinkTarget> targets, Eol eol) {
+PageOutcome finalize_one(const wiki::WikiGenerator& generator, const wiki::FinalizeBatch& batch, const PageJob& job, Eol eol) {
   PageOutcome outcome;
   const wiki::PagePlan& plan = job.entry->plan;
   const std::string text = job.on_disk.value_or(std::string());
   const std::vector<wiki::Diagram> diagrams =
       generator.wiki_config().diagrams ? generator._build_diagrams(plan) : std::vector<wiki::Diagram>();
   const wiki::FinalizeOptions options{.seeds = job.entry->seeds, .fill_citations = true};
-  outcome.page = generator._finalize(plan, text, diagrams, job.entry->grounding, options);
+  outcome.page = batch.finalize(plan, text, diagrams, job.entry->grounding, options);
   const std::string& markdown = outcome.page.markdown;
 
-  if (generator._finalize(plan, markdown, diagrams, job.entry->grounding, options).markdown != markdown) {
+  if (batch.finalize(plan, markdown, diagrams, job.entry->grounding, options).markdown != markdown) {
     std::string note = job.display;
     note.append(": the page does not settle: finalizing the finished page again changes it; likely cause: ");
     note.append(unsettled_cause(text, plan.title, plan.description));
     outcome.notes.push_back(std::move(note));
   }
   if (job.on_disk) {
-    for (const std::string& part : edited_blocks(wiki::lf(*job.on_disk), markdown, targets)) {
+    for (const std::string& part : edited_blocks(wiki::lf(*job.on_disk), markdown, batch.link_index())) {
       std::string note = job.display;
       note.append(": the ").append(part).append(" block was edited; it is written anew from the plan");
       outcome.notes.push_back(std::move(note));
@@ -96,15 +96,15 @@ class Progress {
 };
 
 // Finalizes the pages of `jobs` on up to `threads` threads; outcome i belongs to job i whatever
-// the number of threads.
-std::vector<PageOutcome> finalize_all(const wiki::WikiGenerator& generator, std::span<const PageJob> jobs,
-                                      std::span<const wiki::LinkTarget> targets, Eol eol, unsigned threads, Progress& progress) {
+// the number of threads. The wiki-wide parts are computed once, in `batch`.
+std::vector<PageOutcome> finalize_all(const wiki::WikiGenerator& generator, const wiki::FinalizeBatch& batch, std::span<const PageJob> jobs,
+                                      Eol eol, unsigned threads, Progress& progress) {
   std::vector<PageOutcome> outcomes(jobs.size());
   std::atomic<std::size_t> next{0};
   auto work = [&] {
     for (std::size_t i; (i = next++) < jobs.size();) {
       try {
-        outcomes[i] = finalize_one(generator, jobs[i], targets, eol);
+        outcomes[i] = finalize_one(generator, batch, jobs[i], eol);
       } catch (const std::exception& e) {
         outcomes[i].error = jobs[i].display;
         outcomes[i].error.append(": cannot finalize the page: ").append(e.what());
@@ -166,10 +166,10 @@ int finalize_wiki(const Options& options, std::ostream& out, std::ostream& err, 
                                                       .config = loaded.file.config,
                                                       .imports = loaded.file.imports,
                                                       .existing = std::move(loaded.rows)});
-  const std::vector<wiki::LinkTarget> targets = generator._link_targets();
+  const wiki::FinalizeBatch batch(generator);
 
   Progress progress(err, terminal, jobs.size());
-  std::vector<PageOutcome> outcomes = finalize_all(generator, jobs, targets, options.eol, thread_count(options.jobs), progress);
+  std::vector<PageOutcome> outcomes = finalize_all(generator, batch, jobs, options.eol, thread_count(options.jobs), progress);
   progress.clear();
 
   bool failed = false;
@@ -187,7 +187,7 @@ int finalize_wiki(const Options& options, std::ostream& out, std::ostream& err, 
   std::vector<wiki::FinalizedPage> finalized;
   finalized.reserve(outcomes.size());
   for (PageOutcome& outcome : outcomes) finalized.push_back(std::move(outcome.page));
-  const std::string manifest = manifest_text(loaded.file.pages, finalized, targets);
+  const std::string manifest = manifest_text(loaded.file.pages, finalized, batch.link_targets());
   const std::string manifest_bytes = encoded(manifest, options.eol);
   const bool manifest_changed = !is_final(old_manifest, manifest, options.eol);
 

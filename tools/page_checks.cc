@@ -114,7 +114,7 @@ std::string unsettled_cause(std::string_view text, std::string_view title, std::
   return "other (the page's text or plan is outside what a second run keeps as it is)";
 }
 
-std::vector<std::string> edited_blocks(std::string_view on_disk, std::string_view finished, std::span<const wiki::LinkTarget> targets) {
+std::vector<std::string> edited_blocks(std::string_view on_disk, std::string_view finished, const wiki::LinkIndex& targets) {
   const std::vector<wiki::Segment> before = wiki::_segments(on_disk);
   const std::vector<wiki::Segment> after = wiki::_segments(finished);
   std::vector<std::string> edited;
@@ -124,7 +124,7 @@ std::vector<std::string> edited_blocks(std::string_view on_disk, std::string_vie
     const std::size_t paired = std::min(old_blocks.size(), new_blocks.size());
     for (std::size_t i = 0; i < paired; ++i) {
       const bool changed = part == wiki::SOURCES ? !is_written_source_list(old_blocks[i])
-                                                 : wiki::refresh_link_texts(old_blocks[i], targets) != new_blocks[i];
+                                                 : targets.refresh_link_texts(old_blocks[i]) != new_blocks[i];
       if (changed) {
         edited.emplace_back(part);
         break;

@@ -15,6 +15,8 @@
 
 namespace vantorel::tools {
 
+namespace wiki = vantorel::workers::wiki;
+
 // Whether `line` (one line, no "\n") is a generated-block marker line, opening or closing, as the
 // finalize step recognises one.
 bool is_marker_line(std::string_view line);
@@ -32,7 +34,6 @@ std::string unsettled_cause(std::string_view text, std::string_view title, std::
 // position among the blocks of the same name; a block only one of the pages has is no edit.
 // Links that name a page of `targets` by one of its former titles count as unchanged, and a
 // source list counts as edited only when its lines are not a list the page writer writes.
-std::vector<std::string> edited_blocks(std::string_view on_disk, std::string_view finished,
-                                       std::span<const workers::wiki::LinkTarget> targets);
+std::vector<std::string> edited_blocks(std::string_view on_disk, std::string_view finished, const wiki::LinkIndex& targets);
 
 }  // namespace vantorel::tools

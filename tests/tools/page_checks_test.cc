@@ -44,8 +44,12 @@ TEST(PageChecks, EditedBlocksHoldOtherLinesThanTheRunWrites) {
       {page("- [a.c](https://example.com/a.c)", "a --> b", "- [Log](log.md)"), {"sources"}},
       {page("- [a.c](../a.c)", "a --> c", "- [Notes](notes.md)"), {"diagram", "footer"}},
       {"# T\n\nBody.\n", {}},
+      {page("- [a.c](../a.c)", "a --> b", "- [Journal](log.md)"), {}},  // a link under a former title
+      {page("- [a.c](../a.c)", "a --> b", "- [Diary](log.md)"), {"footer"}},
   };
-  for (const Case& c : cases) EXPECT_EQ(edited_blocks(c.on_disk, finished, {}), c.expected) << c.on_disk;
+  const std::vector<wiki::LinkTarget> targets = {{"log", "Log", {}, {"Journal"}}};
+  const wiki::LinkIndex index(targets);
+  for (const Case& c : cases) EXPECT_EQ(edited_blocks(c.on_disk, finished, index), c.expected) << c.on_disk;
 }
 
 }  // namespace
