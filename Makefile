@@ -4,7 +4,7 @@ BUILD_TYPE ?= Release
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
-.PHONY: all bootstrap configure build test demo asan clean
+.PHONY: all bootstrap configure build test demo asan bench clean
 
 all: build
 
@@ -34,6 +34,19 @@ demo: build
 	@echo "demo: the finished pages are in $(DEMO)/wiki/ (start with overview.md); the manifest is $(DEMO)/wiki/manifest.json"
 	@echo "demo: a second run, with --check, must change nothing:"
 	$(BUILD)/tools/wiki-finalize --check $(DEMO)
+
+# Builds the benchmarks (Release, in their own folder, tests off) and runs them; each benchmark is
+# repeated and the console table shows the aggregates, the median among them. Pass Google
+# Benchmark flags through BENCH_ARGS, e.g. make bench BENCH_ARGS=--benchmark_filter=Text/
+BENCH_BUILD ?= build-bench
+BENCH_REPETITIONS ?= 5
+BENCH_ARGS ?=
+bench:
+	@scripts/bootstrap bench
+	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DVANTOREL_BUILD_BENCHMARKS=ON -DVANTOREL_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake --build $(BENCH_BUILD) -j $(JOBS) --target vantorel_bench
+	$(BENCH_BUILD)/bench/vantorel_bench --benchmark_repetitions=$(BENCH_REPETITIONS) \
+	  --benchmark_report_aggregates_only=true $(BENCH_ARGS)
 
 clean:
 	rm -rf $(BUILD) $(BUILD)-asan

@@ -122,37 +122,66 @@ void reversed_title_symbols(std::string_view title, WordClasses& words, std::vec
 
 // ---------------------------------------------------------------------------------------------
 // A multi-pattern matcher over symbols: a trie with failure links (Aho-Corasick). Built once per
-// call; after `build` the edges sit in one sorted array, with a direct table at the root.
+// set of targets. While patterns are added, each node keeps its children in a list (the root in a
+// direct table); `build` lays the edges out in one array sorted by node and symbol, without
+// hashing or a comparison sort over all edges, so building is linear in the patterns' length.
 
 class Automaton {
  public:
+  Automaton() : root_(ALPHABET, 0) {}
+
   // Adds a non-empty pattern under `id`; a pattern added again keeps its first id.
   void add(std::span<const Symbol> pattern, std::uint32_t id) {
     std::uint32_t node = 0;
     for (const Symbol s : pattern) {
-      const auto [it, fresh] = building_.try_emplace(key(node, s), static_cast<std::uint32_t>(nodes_.size()));
-      if (fresh) nodes_.emplace_back();
-      node = it->second;
+      std::uint32_t next = 0;
+      if (node == 0) {
+        next = root_[s];
+      } else {
+        for (next = first_child_[node]; next != 0 && symbol_[next] != s;) next = next_sibling_[next];
+      }
+      if (next == 0) {
+        next = static_cast<std::uint32_t>(nodes_.size());
+        nodes_.emplace_back();
+        symbol_.push_back(s);
+        first_child_.push_back(0);
+        if (node == 0) {
+          root_[s] = next;
+          next_sibling_.push_back(0);
+        } else {
+          next_sibling_.push_back(first_child_[node]);
+          first_child_[node] = next;
+        }
+      }
+      node = next;
     }
     if (nodes_[node].id == NONE) nodes_[node].id = id;
   }
 
   // Lays out the edges and computes the failure links; call once, after the last `add`.
   void build() {
-    edges_.reserve(building_.size());
-    for (const auto& [k, to] : building_) edges_.push_back({static_cast<std::uint32_t>(k >> 16), static_cast<Symbol>(k & 0xFFFF), to});
-    building_ = {};
-    std::sort(edges_.begin(), edges_.end(),
-              [](const Edge& a, const Edge& b) { return a.from != b.from ? a.from < b.from : a.symbol < b.symbol; });
-    for (std::uint32_t e = 0; e < edges_.size(); ++e) {
-      Node& from = nodes_[edges_[e].from];
-      if (from.first == from.last) from.first = e;
-      from.last = e + 1;
+    edges_.reserve(nodes_.size() - 1);
+    std::vector<std::uint32_t> children;
+    for (std::uint32_t u = 0; u < nodes_.size(); ++u) {
+      children.clear();
+      if (u == 0) {
+        for (const std::uint32_t c : root_) {
+          if (c != 0) children.push_back(c);
+        }
+      } else {
+        for (std::uint32_t c = first_child_[u]; c != 0; c = next_sibling_[c]) children.push_back(c);
+        std::sort(children.begin(), children.end(), [&](std::uint32_t x, std::uint32_t y) { return symbol_[x] < symbol_[y]; });
+      }
+      nodes_[u].first = static_cast<std::uint32_t>(edges_.size());
+      for (const std::uint32_t c : children) edges_.push_back({u, symbol_[c], c});
+      nodes_[u].last = static_cast<std::uint32_t>(edges_.size());
     }
-    root_.assign(ALPHABET, 0);
-    for (std::uint32_t e = nodes_[0].first; e < nodes_[0].last; ++e) root_[edges_[e].symbol] = edges_[e].to;
+    symbol_ = {};
+    first_child_ = {};
+    next_sibling_ = {};
     // Breadth first, so that a node's failure target is final before the node is reached.
     std::vector<std::uint32_t> queue{0};
+    queue.reserve(nodes_.size());
     for (std::size_t q = 0; q < queue.size(); ++q) {
       const std::uint32_t u = queue[q];
       for (std::uint32_t e = nodes_[u].first; e < nodes_[u].last; ++e) {
@@ -205,12 +234,13 @@ class Automaton {
     std::uint32_t to = 0;
   };
 
-  static std::uint64_t key(std::uint32_t node, Symbol s) noexcept { return std::uint64_t{node} << 16 | s; }
-
   std::vector<Node> nodes_ = std::vector<Node>(1);
-  std::unordered_map<std::uint64_t, std::uint32_t> building_;
   std::vector<Edge> edges_;
-  std::vector<std::uint32_t> root_;
+  std::vector<std::uint32_t> root_;  // the root's child along each symbol; 0 for none
+  // While building, per node: the symbol leading to it, its first child and its next sibling.
+  std::vector<Symbol> symbol_ = std::vector<Symbol>(1);
+  std::vector<std::uint32_t> first_child_ = std::vector<std::uint32_t>(1);
+  std::vector<std::uint32_t> next_sibling_ = std::vector<std::uint32_t>(1);
 };
 
 // ---------------------------------------------------------------------------------------------
