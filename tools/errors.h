@@ -13,6 +13,7 @@ namespace vantorel::tools {
 inline constexpr int EXIT_OK = 0;       // done; with --check: every page is final
 inline constexpr int EXIT_CHANGED = 1;  // with --check: some file would change
 inline constexpr int EXIT_TROUBLE = 2;  // a usage error, bad input, or a file that cannot be written
+inline constexpr int EXIT_INTERRUPTED = 130;  // stopped by SIGINT or SIGTERM; no file was left half-written
 
 // The command line cannot be used as given. The message says why, without the program's name.
 class UsageError : public std::runtime_error {

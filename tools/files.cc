@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "errors.h"
 
@@ -108,33 +109,64 @@ std::string read_standard_input() {
   return contents;
 }
 
-void write_atomically(const std::filesystem::path& path, std::string_view contents, std::string_view display) {
+StagedFile StagedFile::write(const std::filesystem::path& path, std::string_view contents, std::string_view display) {
   struct stat old {};
   const mode_t mode = ::stat(path.c_str(), &old) == 0 ? (old.st_mode & 07777) : new_file_mode();
 
   TemporaryFile temporary = create_temporary(path);
   if (temporary.fd < 0) fail(display, "cannot write", errno);
+  StagedFile staged;
+  staged.path_ = path;
+  staged.temporary_ = std::move(temporary.name);
+  staged.display_ = display;
   Descriptor file(temporary.fd);
-  auto give_up = [&](int error) {
-    ::unlink(temporary.name.c_str());
-    fail(display, "cannot write", error);
-  };
-
   const char* data = contents.data();
   std::size_t left = contents.size();
   while (left > 0) {
     const ssize_t n = ::write(file.get(), data, left);
     if (n < 0) {
       if (errno == EINTR) continue;
-      give_up(errno);
+      fail(display, "cannot write", errno);
     }
     data += n;
     left -= static_cast<std::size_t>(n);
   }
-  if (::fchmod(file.get(), mode) != 0) give_up(errno);
-  if (::fsync(file.get()) != 0) give_up(errno);
-  if (const int error = file.close()) give_up(error);
-  if (::rename(temporary.name.c_str(), path.c_str()) != 0) give_up(errno);
+  if (::fchmod(file.get(), mode) != 0) fail(display, "cannot write", errno);
+  if (const int error = file.close()) fail(display, "cannot write", error);
+  return staged;
+}
+
+StagedFile::StagedFile(StagedFile&& other) noexcept
+    : path_(std::move(other.path_)), temporary_(std::exchange(other.temporary_, {})), display_(std::move(other.display_)) {}
+
+StagedFile& StagedFile::operator=(StagedFile&& other) noexcept {
+  if (this != &other) {
+    if (!temporary_.empty()) ::unlink(temporary_.c_str());
+    path_ = std::move(other.path_);
+    temporary_ = std::exchange(other.temporary_, {});
+    display_ = std::move(other.display_);
+  }
+  return *this;
+}
+
+StagedFile::~StagedFile() {
+  if (!temporary_.empty()) ::unlink(temporary_.c_str());
+}
+
+void StagedFile::commit() {
+  if (temporary_.empty()) return;
+  if (::rename(temporary_.c_str(), path_.c_str()) != 0) fail(display_, "cannot write", errno);
+  temporary_.clear();
+}
+
+void sync_file_system(const std::filesystem::path& folder, std::string_view display) {
+  Descriptor dir(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (dir.get() < 0 || ::syncfs(dir.get()) != 0) fail(display, "cannot write", errno);
+}
+
+void sync_folder(const std::filesystem::path& folder, std::string_view display) {
+  Descriptor dir(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (dir.get() < 0 || ::fsync(dir.get()) != 0) fail(display, "cannot write", errno);
 }
 
 void check_writable_folder(const std::filesystem::path& folder, std::string_view display) {

@@ -12,6 +12,7 @@
 
 #include "errors.h"
 #include "files.h"
+#include "interrupts.h"
 #include "page_checks.h"
 #include "unified_diff.h"
 #include "vantorel/workers/wiki/finalize/finalize.h"
@@ -29,26 +30,36 @@ constexpr std::string_view MANIFEST = "manifest.json";
 // One page's share of a run.
 struct PageJob {
   const PageEntry* entry = nullptr;
-  std::filesystem::path path{};          // the page file
-  std::string display{};                 // its name in messages
-  std::optional<std::string> on_disk{};  // what the file holds; nullopt when there is none
+  std::filesystem::path path{};  // the page file
+  std::string display{};         // its name in messages
 };
 
-// What finalizing one page gave.
+// What finalizing one page gave. Only what the rest of the run needs is kept, so that a run holds
+// the text of one page per thread at a time (both texts of a changed page with --diff).
 struct PageOutcome {
-  wiki::FinalizedPage page{};
-  std::string bytes{};               // what the file should hold, line endings applied
-  bool changed = false;              // the file does not hold `bytes` yet
-  std::vector<std::string> notes{};  // complete messages for standard error
-  std::string error{};               // set when finalizing failed
+  wiki::FinalizedPage page{};            // what the manifest stores; markdown and authored part dropped
+  bool changed = false;                  // the file does not hold the finished page yet
+  StagedFile staged{};                   // the new file, written but not in place (not with --check)
+  std::optional<std::string> on_disk{};  // with --diff and a change: what the file held
+  std::string bytes{};                   // with --diff and a change: what it should hold
+  std::vector<std::string> notes{};      // complete messages for standard error
+  std::string error{};                   // set when finalizing failed
+};
+
+// What a run does with a page once it is finalized.
+struct RunMode {
+  Eol eol = Eol::LF;
+  bool write = true;  // stage the new file of a changed page
+  bool diff = false;  // keep both texts of a changed page
 };
 
 std::string encoded(std::string_view finished, Eol eol) { return eol == Eol::CRLF ? with_crlf(finished) : std::string(finished); }
 
-PageOutcome finalize_one(const wiki::WikiGenerator& generator, const wiki::FinalizeBatch& batch, const PageJob& job, Eol eol) {
+PageOutcome finalize_one(const wiki::WikiGenerator& generator, const wiki::FinalizeBatch& batch, const PageJob& job, RunMode mode) {
   PageOutcome outcome;
   const wiki::PagePlan& plan = job.entry->plan;
-  const std::string text = job.on_disk.value_or(std::string());
+  std::optional<std::string> on_disk = read_file(job.path, job.display);
+  const std::string& text = on_disk ? *on_disk : std::string();
   const std::vector<wiki::Diagram> diagrams =
       generator.wiki_config().diagrams ? generator._build_diagrams(plan) : std::vector<wiki::Diagram>();
   const wiki::FinalizeOptions options{.seeds = job.entry->seeds, .fill_citations = true};
@@ -61,15 +72,22 @@ PageOutcome finalize_one(const wiki::WikiGenerator& generator, const wiki::Final
     note.append(unsettled_cause(text, plan.title, plan.description));
     outcome.notes.push_back(std::move(note));
   }
-  if (job.on_disk) {
-    for (const std::string& part : edited_blocks(wiki::lf(*job.on_disk), markdown, batch.link_index())) {
+  if (on_disk) {
+    for (const std::string& part : edited_blocks(wiki::lf(*on_disk), markdown, batch.link_index())) {
       std::string note = job.display;
       note.append(": the ").append(part).append(" block was edited; it is written anew from the plan");
       outcome.notes.push_back(std::move(note));
     }
   }
-  outcome.bytes = encoded(markdown, eol);
-  outcome.changed = !is_final(job.on_disk, markdown, eol);
+  std::string bytes = encoded(markdown, mode.eol);
+  outcome.changed = !is_final(on_disk, markdown, mode.eol);
+  if (outcome.changed && mode.write) outcome.staged = StagedFile::write(job.path, bytes, job.display);
+  if (outcome.changed && mode.diff) {
+    outcome.on_disk = std::move(on_disk);
+    outcome.bytes = std::move(bytes);
+  }
+  outcome.page.markdown = {};
+  outcome.page.authored = {};
   return outcome;
 }
 
@@ -97,14 +115,17 @@ class Progress {
 
 // Finalizes the pages of `jobs` on up to `threads` threads; outcome i belongs to job i whatever
 // the number of threads. The wiki-wide parts are computed once, in `batch`.
+// An interrupt stops the threads between pages.
 std::vector<PageOutcome> finalize_all(const wiki::WikiGenerator& generator, const wiki::FinalizeBatch& batch, std::span<const PageJob> jobs,
-                                      Eol eol, unsigned threads, Progress& progress) {
+                                      RunMode mode, unsigned threads, Progress& progress) {
   std::vector<PageOutcome> outcomes(jobs.size());
   std::atomic<std::size_t> next{0};
   auto work = [&] {
-    for (std::size_t i; (i = next++) < jobs.size();) {
+    for (std::size_t i; !interrupted() && (i = next++) < jobs.size();) {
       try {
-        outcomes[i] = finalize_one(generator, batch, jobs[i], eol);
+        outcomes[i] = finalize_one(generator, batch, jobs[i], mode);
+      } catch (const InputError& e) {
+        outcomes[i].error = e.what();
       } catch (const std::exception& e) {
         outcomes[i].error = jobs[i].display;
         outcomes[i].error.append(": cannot finalize the page: ").append(e.what());
@@ -154,9 +175,7 @@ int finalize_wiki(const Options& options, std::ostream& out, std::ostream& err, 
   for (const PageEntry& entry : loaded.file.pages) {
     std::string name = entry.plan.page_id;
     name.append(".md");
-    PageJob job{.entry = &entry, .path = paths.file(name), .display = paths.display(name)};
-    job.on_disk = read_file(job.path, job.display);
-    jobs.push_back(std::move(job));
+    jobs.push_back(PageJob{.entry = &entry, .path = paths.file(name), .display = paths.display(name)});
     plans.push_back(entry.plan);
   }
   const std::optional<std::string> old_manifest = read_file(paths.file(MANIFEST), paths.display(MANIFEST));
@@ -169,8 +188,13 @@ int finalize_wiki(const Options& options, std::ostream& out, std::ostream& err, 
   const wiki::FinalizeBatch batch(generator);
 
   Progress progress(err, terminal, jobs.size());
-  std::vector<PageOutcome> outcomes = finalize_all(generator, batch, jobs, options.eol, thread_count(options.jobs), progress);
+  const RunMode mode{.eol = options.eol, .write = !options.check, .diff = options.check && options.diff};
+  std::vector<PageOutcome> outcomes = finalize_all(generator, batch, jobs, mode, thread_count(options.jobs), progress);
   progress.clear();
+  if (interrupted()) {
+    err << PROGRAM << ": interrupted; no file was changed\n";
+    return EXIT_INTERRUPTED;
+  }
 
   bool failed = false;
   for (const PageOutcome& outcome : outcomes) {
@@ -201,7 +225,7 @@ int finalize_wiki(const Options& options, std::ostream& out, std::ostream& err, 
     if (manifest_changed) out << paths.display(MANIFEST) << '\n';
     if (options.diff) {
       for (std::size_t i = 0; i < jobs.size(); ++i) {
-        if (outcomes[i].changed) out << unified_diff(jobs[i].on_disk.value_or(""), outcomes[i].bytes, jobs[i].display, jobs[i].display);
+        if (outcomes[i].changed) out << unified_diff(outcomes[i].on_disk.value_or(""), outcomes[i].bytes, jobs[i].display, jobs[i].display);
       }
       if (manifest_changed) {
         out << unified_diff(old_manifest.value_or(""), manifest_bytes, paths.display(MANIFEST), paths.display(MANIFEST));
@@ -212,10 +236,24 @@ int finalize_wiki(const Options& options, std::ostream& out, std::ostream& err, 
     return changed > 0 || manifest_changed ? EXIT_CHANGED : EXIT_OK;
   }
 
-  for (std::size_t i = 0; i < jobs.size(); ++i) {
-    if (outcomes[i].changed) write_atomically(jobs[i].path, outcomes[i].bytes, jobs[i].display);
+  // Every new file is complete on the disk before the first one is renamed into place; the
+  // manifest goes last, so a run stopped on the way leaves pages that the next run redoes.
+  StagedFile staged_manifest;
+  if (manifest_changed) staged_manifest = StagedFile::write(paths.file(MANIFEST), manifest_bytes, paths.display(MANIFEST));
+  if (changed > 0 || manifest_changed) sync_file_system(paths.folder, paths.folder_display);
+  std::size_t renamed = 0;
+  for (PageOutcome& outcome : outcomes) {
+    if (!outcome.changed) continue;
+    if (interrupted()) {
+      err << PROGRAM << ": interrupted after writing " << renamed << " of " << changed
+          << " changed pages; the other pages and the manifest are unchanged\n";
+      return EXIT_INTERRUPTED;
+    }
+    outcome.staged.commit();
+    ++renamed;
   }
-  if (manifest_changed) write_atomically(paths.file(MANIFEST), manifest_bytes, paths.display(MANIFEST));
+  staged_manifest.commit();
+  if (changed > 0 || manifest_changed) sync_folder(paths.folder, paths.folder_display);
   err << PROGRAM << ": " << pages_word(jobs.size()) << ", " << changed << " changed" << (manifest_changed ? ", manifest updated" : "")
       << " (" << seconds_since(start) << ")\n";
   return EXIT_OK;

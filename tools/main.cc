@@ -8,6 +8,7 @@
 
 #include "errors.h"
 #include "finalize_run.h"
+#include "interrupts.h"
 #include "options.h"
 
 #ifndef WIKI_FINALIZE_VERSION
@@ -35,6 +36,7 @@ int main(int argc, char** argv) {
       std::cout << "wiki-finalize " << WIKI_FINALIZE_VERSION << '\n';
       break;
     case tools::Command::FINALIZE:
+      tools::catch_interrupts();
       status = tools::run_finalize(options, std::cout, std::cerr, ::isatty(STDERR_FILENO) == 1);
       break;
     default:
