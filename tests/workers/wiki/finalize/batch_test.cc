@@ -1,6 +1,6 @@
 // The batch operation against `_finalize` page by page: the same records on generated wikis whose
 // plans share files, repeat page ids, name missing related pages and carry renamed titles, on one
-// thread and on several.
+// thread and on several. Also the generator's indexed diagram builder against the plain one.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -86,6 +86,13 @@ TEST(FinalizePages, EqualsFinalizingPageByPage) {
       with_related += expected[i].markdown.find("## Related pages") != std::string::npos ? 1 : 0;
     }
     EXPECT_GT(with_related, expected.size() / 3) << "the generated wikis should exercise the related pages";
+    std::size_t drawn = 0;
+    for (const PagePlan& plan : generator._plans) {
+      const std::vector<Diagram> built = generator._build_diagrams(plan);
+      EXPECT_EQ(built, generator.DiagramMixin::_build_diagrams(plan)) << "seed " << seed << ", page " << plan.page_id;
+      drawn += built.size();
+    }
+    EXPECT_GT(drawn, generator._plans.size() / 4) << "the generated wikis should exercise the diagrams";
     const FinalizeBatch batch(generator);
     const std::vector<LinkTarget> targets = generator._link_targets();
     EXPECT_TRUE(std::equal(batch.link_targets().begin(), batch.link_targets().end(), targets.begin(), targets.end()));

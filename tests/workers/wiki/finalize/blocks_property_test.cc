@@ -5,12 +5,16 @@
 #include <algorithm>
 #include <random>
 
+#include "support/settle.h"
 #include "vantorel/text/text.h"
 #include "vantorel/workers/wiki/finalize/blocks.h"
 #include "vantorel/workers/wiki/verify/verify.h"
 
 namespace vantorel::workers::wiki {
 namespace {
+
+using test_support::has_marker_outside_fences;
+using test_support::is_marker_line;
 
 const std::vector<std::string> kLines = {
     // prose with odd bytes, blank lines, fences
@@ -26,21 +30,6 @@ std::string random_page(std::mt19937& rng) {
   for (int n = static_cast<int>(rng() % 30); n > 0; --n)
     page.append(kLines[rng() % kLines.size()]).append(n > 1 || rng() % 4 == 0 ? "\n" : "");
   return page;
-}
-
-// The marker grammar itself is checked line by line in blocks_test.cc.
-bool is_marker_line(std::string_view line) {
-  const std::string_view t = text::trim(line);
-  return detail::OPEN_RE().full_match(t) || detail::CLOSE_RE().full_match(t);
-}
-
-bool has_marker_outside_fences(std::string_view text) {
-  bool in_fence = false;
-  for (std::string_view line : text::Lines(text)) {
-    if (!in_fence && is_marker_line(line)) return true;
-    if (is_fence_line(line)) in_fence = !in_fence;
-  }
-  return false;
 }
 
 TEST(SegmentsProperty, InvariantsHoldAndStripSettlesOnGeneratedPages) {

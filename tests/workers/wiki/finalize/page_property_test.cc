@@ -6,12 +6,9 @@
 
 #include <random>
 
-#include "vantorel/text/text.h"
-#include "vantorel/workers/wiki/finalize/normalize.h"
+#include "support/settle.h"
 #include "vantorel/workers/wiki/finalize/page.h"
-#include "vantorel/workers/wiki/finalize/placement.h"
 #include "vantorel/workers/wiki/repo_facts/repo_facts.h"
-#include "vantorel/workers/wiki/verify/verify.h"
 
 namespace vantorel::workers::wiki {
 namespace {
@@ -64,17 +61,6 @@ PageFrame random_frame(std::mt19937& rng, const Authored& authored, const std::s
   return frame;
 }
 
-bool settles(const Authored& authored, const PageFrame& frame) {
-  std::string body = _drop_duplicate_diagrams(authored.body, frame.diagrams);
-  body = autolink(refresh_link_texts(body, frame.links), frame.links, frame.page_id);
-  bool in_fence = false;
-  for (std::string_view line : text::Lines(body)) {
-    if (!in_fence && text::trim(line).starts_with("<!-- ") && text::trim(line).ends_with(" -->")) return false;
-    in_fence ^= is_fence_line(line);
-  }
-  return !in_fence && _normalize_body(_drop_legacy_sections(body)) == body && !(authored.summary.empty() && body.starts_with('>'));
-}
-
 TEST(FinalizePageProperty, WritingASplitPageAgainChangesNothing) {
   std::mt19937 rng(314159);
   int checked = 0;
@@ -85,7 +71,7 @@ TEST(FinalizePageProperty, WritingASplitPageAgainChangesNothing) {
     const Authored authored = split_authored(x, d);
     const PageFrame frame = random_frame(rng, authored, d);
     const std::string page = finalize_page(authored, frame, _repo_rel_link);
-    if (!settles(authored, frame)) continue;
+    if (!test_support::settles(authored, frame)) continue;
     ++checked;
     ASSERT_EQ(finalize_page(split_authored(page, d), frame, _repo_rel_link), page) << "author text: [" << x << "], description: " << d;
   }

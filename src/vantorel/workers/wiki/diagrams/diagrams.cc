@@ -65,9 +65,6 @@ void append_label(std::string& out, std::string_view path) {
   out += '"';
 }
 
-// A dependency edge: `from` depends on `to`. Views into the dependents map.
-using Edge = std::pair<std::string_view, std::string_view>;
-
 }  // namespace
 
 std::vector<Diagram> DiagramMixin::_build_diagrams(const PagePlan& plan) const {
@@ -78,7 +75,7 @@ std::vector<Diagram> DiagramMixin::_build_diagrams(const PagePlan& plan) const {
   }
   if (page_files.empty()) return {};
 
-  std::vector<Edge> edges;
+  std::vector<detail::DependencyEdge> edges;
   for (const auto& [to, dependents] : _file_dependents_map()) {
     const bool to_on_page = page_files.contains(to);
     for (const std::string& from : dependents) {
@@ -86,11 +83,15 @@ std::vector<Diagram> DiagramMixin::_build_diagrams(const PagePlan& plan) const {
       if (to_on_page || page_files.contains(from)) edges.emplace_back(from, to);
     }
   }
+  return detail::dependencies_diagram(std::move(edges));
+}
+
+std::vector<Diagram> detail::dependencies_diagram(std::vector<DependencyEdge> edges) {
   if (edges.empty()) return {};
   std::sort(edges.begin(), edges.end());
   edges.erase(std::unique(edges.begin(), edges.end()), edges.end());
 
-  const std::size_t shown = std::min(edges.size(), MAX_DIAGRAM_EDGES);
+  const std::size_t shown = std::min(edges.size(), DiagramMixin::MAX_DIAGRAM_EDGES);
   std::vector<std::string_view> nodes;  // paths in id order
   std::vector<std::pair<std::size_t, std::size_t>> ids;
   ids.reserve(shown);

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <map>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "vantorel/workers/wiki/types/types.h"
@@ -43,5 +45,17 @@ class DiagramMixin {
   // The file dependency graph, as path -> dependents.
   virtual const DependentsMap& _file_dependents_map() const = 0;
 };
+
+namespace detail {
+
+// A dependency "a depends on b" as (a, b).
+using DependencyEdge = std::pair<std::string_view, std::string_view>;
+
+// The "Dependencies" flowchart `_build_diagrams` draws from the edges that touch a page's files
+// (any order, repeats allowed, none empty or from a file to itself); none without edges. Lets a
+// generator that indexes its graph both ways find those edges without reading the whole graph.
+std::vector<Diagram> dependencies_diagram(std::vector<DependencyEdge> edges);
+
+}  // namespace detail
 
 }  // namespace vantorel::workers::wiki

@@ -41,6 +41,10 @@ class WikiGenerator : public FinalizeMixin {
   // list sorted and without repeats.
   const DependentsMap& _file_dependents_map() const override { return dependents_; }
 
+  // The diagrams `DiagramMixin::_build_diagrams` builds, found through the graph indexed both ways
+  // rather than by reading all of it, so that building them for every page stays linear.
+  std::vector<Diagram> _build_diagrams(const PagePlan& plan) const override;
+
   // Finalizes `pages` on up to `threads` threads (0: as many as the machine has), result i for
   // page i whatever the number of threads: for each page what `_finalize` returns when called for
   // the pages one after another with the generator unchanged, with the wiki-wide parts computed
@@ -52,6 +56,7 @@ class WikiGenerator : public FinalizeMixin {
   std::filesystem::path repository_;
   WikiConfig config_;
   DependentsMap dependents_;
+  DependentsMap dependencies_;  // path -> the paths it depends on: `dependents_` read backwards
 };
 
 }  // namespace vantorel::workers::wiki
