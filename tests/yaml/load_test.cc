@@ -24,6 +24,8 @@ std::string outcome(std::string_view text) {
   }
 }
 
+Node scalar(std::string text, bool plain) { return Node{.kind = Kind::SCALAR, .text = std::move(text), .plain = plain, .entries = {}}; }
+
 std::string repeat(std::string_view piece, std::size_t n) {
   std::string out;
   for (std::size_t i = 0; i < n; ++i) out.append(piece);
@@ -39,13 +41,13 @@ TEST(YamlLoad, NullsAndScalarTexts) {
       {"# a comment\n---\n...\n", {}},
       {"~", {}},
       {"!!null 'x'", {}},
-      {"nULL", {Kind::SCALAR, "nULL", true}},
-      {"'null'", {Kind::SCALAR, "null", false}},
-      {"''", {Kind::SCALAR, "", false}},
-      {"! null", {Kind::SCALAR, "null", true}},
-      {R"("\t\\\u00e9\U0001F680\0\N")", {Kind::SCALAR, "\t\\\u00e9\U0001F680\0\u0085"s, false}},
-      {"|\n  a\n", {Kind::SCALAR, "a\n", false}},
-      {"\uFEFFcaf\u00e9", {Kind::SCALAR, "caf\u00e9", true}},  // a UTF-8 byte-order mark is skipped
+      {"nULL", scalar("nULL", true)},
+      {"'null'", scalar("null", false)},
+      {"''", scalar("", false)},
+      {"! null", scalar("null", true)},
+      {R"("\t\\\u00e9\U0001F680\0\N")", scalar("\t\\\u00e9\U0001F680\0\u0085"s, false)},
+      {"|\n  a\n", scalar("a\n", false)},
+      {"\uFEFFcaf\u00e9", scalar("caf\u00e9", true)},  // a UTF-8 byte-order mark is skipped
   };
   for (const Case& c : cases) {
     const Node node = load(c.text);
@@ -75,7 +77,7 @@ TEST(YamlLoad, AsTextOfDocuments) {
        "{a: {k: [p, q]}, b: {k: [p, q]}, m: {<<: {k: [p, q]}}, c: s, d: {s: s}, e: [[z, z], [z, z]]}"},
   };
   for (const Case& c : cases) EXPECT_EQ(as_text(load(c.text)), c.flow) << shown(c.text);
-  EXPECT_EQ(as_text(Node{.kind = Kind::SEQUENCE, .items = {Node{.kind = Kind::SCALAR, .text = "caf\xE9"}}}), "[caf\uFFFD]");
+  EXPECT_EQ(as_text(Node{.kind = Kind::SEQUENCE, .items = {scalar("caf\xE9", false)}, .entries = {}}), "[caf\uFFFD]");
 }
 
 TEST(YamlLoad, FindsTheValueUnderAScalarKey) {

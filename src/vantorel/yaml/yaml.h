@@ -49,7 +49,9 @@ struct Node {
   std::string text{};            // a scalar's text; empty for every other kind
   bool plain = false;            // a scalar written without quotes (plain style); false for every other kind
   std::vector<Node> items{};     // a sequence's items, in order
-  std::vector<Entry> entries{};  // a mapping's entries, in order of first appearance; keys are null or scalar and distinct
+  // A mapping's entries, in order of first appearance; keys are null or scalar and distinct. No
+  // "{}" initializer: clang with libstdc++ would need `Entry` complete already to compile it.
+  std::vector<Entry> entries;
 
   bool operator==(const Node&) const = default;
 };
