@@ -4,7 +4,7 @@ BUILD_TYPE ?= Release
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
-.PHONY: all bootstrap configure build test demo asan bench clean
+.PHONY: all bootstrap configure build test demo asan bench fuzz clean
 
 all: build
 
@@ -48,5 +48,19 @@ bench:
 	$(BENCH_BUILD)/bench/vantorel_bench --benchmark_repetitions=$(BENCH_REPETITIONS) \
 	  --benchmark_report_aggregates_only=true $(BENCH_ARGS)
 
+# Builds the fuzz targets with clang's libFuzzer, AddressSanitizer and UndefinedBehaviorSanitizer
+# (in their own folder, tests off) and runs each for FUZZ_SECONDS, one after the other, from a
+# scratch copy of its seed corpus in fuzz/corpus/; fails when any target finds an input that
+# crashes or breaks an invariant, and prints that input (see fuzz/run).
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
+FUZZ_TARGETS ?= segments front_matter page_writer queries_autolink
+fuzz:
+	@scripts/bootstrap fuzz
+	CC=clang-14 CXX=clang++-14 cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANTOREL_BUILD_FUZZERS=ON \
+	  -DVANTOREL_BUILD_TESTS=OFF -DVANTOREL_SANITIZE=address,undefined $(CMAKE_FLAGS)
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target $(addsuffix _fuzzer,$(FUZZ_TARGETS))
+	fuzz/run $(FUZZ_BUILD) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
+
 clean:
-	rm -rf $(BUILD) $(BUILD)-asan
+	rm -rf $(BUILD) $(BUILD)-asan $(FUZZ_BUILD)
