@@ -102,7 +102,7 @@ FinalizedPage FinalizeMixin::_finalize(const PagePlan& plan, std::string_view te
   frame.index = _catch_all_index(plan);
   // Moving keeps the targets where `by_id` points; it is not used past this point.
   frame.links = std::move(targets);
-  return detail::finished_page(std::move(part), frame, LinkIndex(frame.links), grounding);
+  return detail::finished_page(std::move(part), frame, detail::recent_index(frame.links), grounding);
 }
 
 std::vector<std::string> FinalizeMixin::_catch_all_index(const PagePlan& plan) const {

@@ -45,7 +45,7 @@ std::vector<std::string> _footer(const PageFrame& frame) {
 }
 
 std::string finalize_page(const Authored& authored, const PageFrame& frame, const RepoLink& repo_link) {
-  return detail::finalize_page(authored, frame, LinkIndex(frame.links), repo_link);
+  return detail::finalize_page(authored, frame, detail::recent_index(frame.links), repo_link);
 }
 
 std::string detail::finalize_page(const Authored& authored, const PageFrame& frame, const LinkIndex& links, const RepoLink& repo_link) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -25,7 +26,13 @@ constexpr std::size_t NPOS = std::string_view::npos;
 constexpr std::uint32_t NONE = std::numeric_limits<std::uint32_t>::max();
 
 bool ascii_alpha(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool ascii_word(char c) noexcept { return ascii_alpha(c) || (c >= '0' && c <= '9') || c == '_'; }
+// Per byte: whether it is an ASCII letter, digit or "_".
+constexpr std::array<bool, 256> ASCII_WORD = [] {
+  std::array<bool, 256> table{};
+  for (int c = 0; c < 256; ++c) table[c] = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+  return table;
+}();
+bool ascii_word(char c) noexcept { return ASCII_WORD[static_cast<unsigned char>(c)]; }
 char ascii_lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool equal_ignoring_ascii_case(std::string_view a, std::string_view b) noexcept {
@@ -47,6 +54,7 @@ unsigned char byte_at(std::string_view s, std::size_t i) noexcept { return stati
 std::size_t utf8_length(std::string_view s, std::size_t i) noexcept { return text::decode_utf8(s, i).length; }
 
 Char char_at(std::string_view s, std::size_t i) noexcept {
+  if (byte_at(s, i) < 0x80) return {i, i + 1, true};
   const std::size_t length = utf8_length(s, i);
   return length == 0 ? Char{i, i + 1, false} : Char{i, i + length, true};
 }
@@ -121,14 +129,14 @@ void reversed_title_symbols(std::string_view title, WordClasses& words, std::vec
 }
 
 // ---------------------------------------------------------------------------------------------
-// A multi-pattern matcher over symbols: a trie with failure links (Aho-Corasick). Built once per
-// set of targets. While patterns are added, each node keeps its children in a list (the root in a
-// direct table); `build` lays the edges out in one array sorted by node and symbol, without
-// hashing or a comparison sort over all edges, so building is linear in the patterns' length.
+// A trie of patterns over symbols. Built once per set of targets. While patterns are added,
+// each node keeps its children in a list (the root in a direct table); `build` lays the edges out
+// in one array sorted by node and symbol, without hashing or a comparison sort over all edges, so
+// building is linear in the patterns' length.
 
-class Automaton {
+class Trie {
  public:
-  Automaton() : root_(ALPHABET, 0) {}
+  Trie() : root_(ALPHABET, 0) {}
 
   // Adds a non-empty pattern under `id`; a pattern added again keeps its first id.
   void add(std::span<const Symbol> pattern, std::uint32_t id) {
@@ -158,7 +166,7 @@ class Automaton {
     if (nodes_[node].id == NONE) nodes_[node].id = id;
   }
 
-  // Lays out the edges and computes the failure links; call once, after the last `add`.
+  // Lays out the edges; call once, after the last `add`.
   void build() {
     edges_.reserve(nodes_.size() - 1);
     std::vector<std::uint32_t> children;
@@ -173,24 +181,12 @@ class Automaton {
         std::sort(children.begin(), children.end(), [&](std::uint32_t x, std::uint32_t y) { return symbol_[x] < symbol_[y]; });
       }
       nodes_[u].first = static_cast<std::uint32_t>(edges_.size());
-      for (const std::uint32_t c : children) edges_.push_back({u, symbol_[c], c});
+      for (const std::uint32_t c : children) edges_.push_back({symbol_[c], c});
       nodes_[u].last = static_cast<std::uint32_t>(edges_.size());
     }
     symbol_ = {};
     first_child_ = {};
     next_sibling_ = {};
-    // Breadth first, so that a node's failure target is final before the node is reached.
-    std::vector<std::uint32_t> queue{0};
-    queue.reserve(nodes_.size());
-    for (std::size_t q = 0; q < queue.size(); ++q) {
-      const std::uint32_t u = queue[q];
-      for (std::uint32_t e = nodes_[u].first; e < nodes_[u].last; ++e) {
-        Node& v = nodes_[edges_[e].to];
-        v.fail = u == 0 ? 0 : step(nodes_[u].fail, edges_[e].symbol);
-        v.out = v.id != NONE ? v.id : nodes_[v.fail].out;
-        queue.push_back(edges_[e].to);
-      }
-    }
   }
 
   bool empty() const noexcept { return nodes_.size() == 1; }
@@ -204,32 +200,16 @@ class Automaton {
     return hit != last && hit->symbol == s ? hit->to : NONE;
   }
 
-  // The state after reading `s` in `state`.
-  std::uint32_t step(std::uint32_t state, Symbol s) const noexcept {
-    while (state != 0) {
-      const std::uint32_t next = child(state, s);
-      if (next != NONE) return next;
-      state = nodes_[state].fail;
-    }
-    return root_[s];
-  }
-
   // The id of the pattern that ends exactly at `node`, or NONE.
   std::uint32_t id(std::uint32_t node) const noexcept { return nodes_[node].id; }
 
-  // The id of the longest pattern that is a suffix of what `state` has read, or NONE.
-  std::uint32_t longest(std::uint32_t state) const noexcept { return nodes_[state].out; }
-
  private:
   struct Node {
-    std::uint32_t id = NONE;   // the pattern ending here
-    std::uint32_t out = NONE;  // the longest pattern ending here or along the failure links
-    std::uint32_t fail = 0;
+    std::uint32_t id = NONE;  // the pattern ending here
     std::uint32_t first = 0;  // this node's edges in `edges_`
     std::uint32_t last = 0;
   };
   struct Edge {
-    std::uint32_t from = 0;
     Symbol symbol = 0;
     std::uint32_t to = 0;
   };
@@ -285,6 +265,13 @@ std::size_t html_end(std::string_view line, std::size_t i) noexcept {
   return close + (comment ? 3 : 1);
 }
 
+// Per byte: whether the lexer looks at it: code spans, raw HTML, links and images, bare URLs.
+constexpr std::array<bool, 256> LEXED = [] {
+  std::array<bool, 256> table{};
+  for (const char c : std::string_view("`<![]hw")) table[static_cast<unsigned char>(c)] = true;
+  return table;
+}();
+
 // Finds, left to right as a Markdown reader does, the code spans, links, images, bracketed text,
 // raw HTML and bare URLs of a line. Links close on their "]" with a stack of "[" openers; once a
 // link closes, the "[" openers before it are inactive (a link holds no link). Reuses its buffers
@@ -299,6 +286,10 @@ class Lexer {
     match_destinations(line);
     std::size_t i = 0;
     while (i < line.size()) {
+      if (!LEXED[byte_at(line, i)]) {
+        ++i;
+        continue;
+      }
       switch (line[i]) {
         case '`':
           i = code_span(line, i);
@@ -561,6 +552,59 @@ bool linkable_href(std::string_view href) noexcept {
   return true;
 }
 
+// The words titles end with, as a set of hashes in a bit table: a place in prose where a word
+// ends can end a mention only when the word is in the set (or, rarely, shares its bit), so the
+// matcher is walked from few places. Titles that end in a character other than a word character
+// are found through the root of the matcher instead.
+class LastWords {
+ public:
+  // Folds one byte of a word into its hash.
+  static std::uint64_t fold(std::uint64_t hash, unsigned char byte) noexcept { return (hash ^ byte) * 0x100000001b3ULL; }
+  static constexpr std::uint64_t SEED = 0xcbf29ce484222325ULL;
+
+  void add(std::string_view word) { words_.push_back(hash_of(word)); }
+
+  // Sizes the table for the words added; call once, after the last `add`.
+  void build() {
+    std::size_t bits = std::size_t{1} << 12;
+    while (bits < 32 * words_.size()) bits <<= 1;
+    shift_ = 64 - static_cast<unsigned>(std::countr_zero(bits));
+    table_.assign(bits / 64, 0);
+    for (const std::uint64_t hash : words_) table_[slot(hash) / 64] |= std::uint64_t{1} << (slot(hash) % 64);
+    words_ = {};
+  }
+
+  bool may_hold(std::uint64_t hash) const noexcept { return (table_[slot(hash) / 64] >> (slot(hash) % 64)) & 1; }
+
+ private:
+  static std::uint64_t hash_of(std::string_view word) noexcept {
+    std::uint64_t hash = SEED;
+    for (const char c : word) hash = fold(hash, static_cast<unsigned char>(c));
+    return hash;
+  }
+  std::size_t slot(std::uint64_t hash) const noexcept { return static_cast<std::size_t>((hash * 0x9e3779b97f4a7c15ULL) >> shift_); }
+
+  std::vector<std::uint64_t> words_;
+  std::vector<std::uint64_t> table_ = std::vector<std::uint64_t>(1);
+  unsigned shift_ = 58;
+};
+
+// The word `title` ends with: its last run of word characters, or nothing when its last character
+// is not a word character.
+std::string_view last_word(std::string_view title, WordClasses& words) {
+  std::size_t start = NPOS;
+  for (std::size_t i = 0; i < title.size();) {
+    const Char c = char_at(title, i);
+    if (!words.is_word(title, c)) {
+      start = NPOS;
+    } else if (start == NPOS) {
+      start = c.begin;
+    }
+    i = c.end;
+  }
+  return start == NPOS ? std::string_view() : title.substr(start);
+}
+
 // One mention found in a run of prose: the longest title that starts at `begin`.
 struct Mention {
   std::size_t begin = 0;
@@ -571,7 +615,7 @@ struct Mention {
 // The hrefs of the targets in a trie, walked after each "](" of a body to find where it already
 // links a target.
 struct HrefTrie {
-  Automaton trie;
+  Trie trie;
   std::vector<std::uint32_t> linkable;  // per trie id: the href id, NONE for an href never linked
 };
 
@@ -590,6 +634,7 @@ class Linker {
   void link_run(std::string_view line, std::size_t base, std::size_t a, std::size_t b);
   static std::size_t boundary_after(std::string_view line, std::size_t from, std::size_t limit, std::size_t distance) noexcept;
   void find_mentions(std::string_view line, std::size_t a, std::size_t b);
+  void mentions_ending_at(std::string_view line, std::size_t a, std::size_t e);
   void link_file(std::string_view line, std::size_t base, const Span& span);
   void link(std::size_t begin, std::size_t end, std::span<const std::uint32_t> targets);
 
@@ -637,7 +682,8 @@ struct LinkIndex::Data {
   std::unordered_map<std::string_view, std::uint32_t> href_ids;
   HrefTrie href_trie;
 
-  Automaton titles;                                       // reversed title symbols, by title id
+  Trie titles;                                            // reversed title symbols, by title id
+  LastWords last_words;                                   // the words titles end with
   std::vector<std::vector<std::uint32_t>> title_targets;  // per title id: the targets with that title
   std::vector<std::size_t> title_length;                  // per title id: its length in bytes
   std::size_t longest_title = 0;
@@ -700,10 +746,12 @@ void LinkIndex::Data::prepare_titles() {
       longest_title = std::max(longest_title, title.size());
       reversed_title_symbols(title, words, symbols);
       titles.add(symbols, it->second);
+      if (const std::string_view word = last_word(title, words); !word.empty()) last_words.add(word);
     }
     title_targets[it->second].push_back(static_cast<std::uint32_t>(k));
   }
   titles.build();
+  last_words.build();
 }
 
 void LinkIndex::Data::prepare_files() {
@@ -754,7 +802,7 @@ std::string Linker::run() {
 // that are never linked included. A walk down the trie of hrefs starts after each "](" and stops
 // at the first "(" at the latest, since no href in the trie holds one, so the walks never overlap.
 void Linker::mark_already_linked() {
-  const Automaton& trie = index_.href_trie.trie;
+  const Trie& trie = index_.href_trie.trie;
   for (std::size_t p = body_.find("]("); p != NPOS; p = body_.find("](", p + 2)) {
     std::uint32_t node = 0;
     std::size_t end = 0;
@@ -811,7 +859,7 @@ void Linker::link_run(std::string_view line, std::size_t base, std::size_t a, st
   for (std::size_t x = a; x < b;) {
     const std::size_t y = boundary_after(line, x, b, window);
     find_mentions(line, x, y == b ? b : boundary_after(line, y, b, index_.longest_title));
-    for (auto it = found_.rbegin(); it != found_.rend() && it->begin < y; ++it) {
+    for (auto it = found_.begin(); it != found_.end() && it->begin < y; ++it) {
       if (it->begin < cursor) continue;
       cursor = it->begin + it->length;
       link(base + it->begin, base + cursor, index_.title_targets[it->title]);
@@ -828,37 +876,63 @@ std::size_t Linker::boundary_after(std::string_view line, std::size_t from, std:
   return pos;
 }
 
-// Fills `found_` with the longest mention starting at each character of `line[a, b)`, last
-// first. The symbols of the run are read from right to left through the matcher of reversed
-// titles, so at each character the matcher's longest match is the longest title starting there.
+// Fills `found_` with the longest mention starting at each character of `line[a, b)`, first
+// first. Mentions are found from where they end: after a word that some title ends with, or after
+// a character that some title ends with when that is not a word character. From each such place
+// the trie of reversed titles is walked back, reading the symbols a title would have there.
 void Linker::find_mentions(std::string_view line, std::size_t a, std::size_t b) {
   found_.clear();
-  const auto report = [&](std::uint32_t state, std::size_t begin) {
-    const std::uint32_t title = index_.titles.longest(state);
-    if (title == NONE) return;
-    if (!found_.empty() && found_.back().begin == begin) {
-      if (found_.back().length < index_.title_length[title]) found_.back() = {begin, index_.title_length[title], title};
-      return;
+  std::uint64_t hash = LastWords::SEED;
+  bool in_word = false;
+  for (std::size_t i = a; i < b;) {
+    const Char c = char_at(line, i);
+    if (words_.is_word(line, c)) {
+      if (!in_word) hash = LastWords::SEED;
+      for (std::size_t k = c.begin; k < c.end; ++k) hash = LastWords::fold(hash, byte_at(line, k));
+      in_word = true;
+    } else {
+      if (in_word && index_.last_words.may_hold(hash)) mentions_ending_at(line, a, c.begin);
+      in_word = false;
+      if (index_.titles.child(0, symbol_of(byte_at(line, c.end - 1), c.valid)) != NONE) mentions_ending_at(line, a, c.end);
     }
-    found_.push_back({begin, index_.title_length[title], title});
+    i = c.end;
+  }
+  if (in_word && index_.last_words.may_hold(hash)) mentions_ending_at(line, a, b);
+  std::sort(found_.begin(), found_.end(), [](const Mention& x, const Mention& y) {
+    return x.begin != y.begin ? x.begin < y.begin : x.length > y.length;
+  });
+  found_.erase(std::unique(found_.begin(), found_.end(), [](const Mention& x, const Mention& y) { return x.begin == y.begin; }),
+               found_.end());
+}
+
+// Adds to `found_` the titles that lie in `line[a, e)` and end at `e`, reading the line's symbols
+// from `e` back: its characters, WORD_END after the last character of a word and WORD_START
+// before the first, with the characters around `line[a, e)` deciding the boundaries.
+void Linker::mentions_ending_at(std::string_view line, std::size_t a, std::size_t e) {
+  const Trie& titles = index_.titles;
+  const auto found = [&](std::uint32_t node, std::size_t begin) {
+    if (const std::uint32_t title = titles.id(node); title != NONE) found_.push_back({begin, index_.title_length[title], title});
   };
-  const bool word_after = b < line.size() && words_.is_word(line, char_at(line, b));
-  Char c = char_before(line, b);
+  Char c = char_before(line, e);
   bool word = words_.is_word(line, c);
-  std::uint32_t state = 0;
-  if (word && !word_after) state = index_.titles.step(state, WORD_END);
+  std::uint32_t node = 0;
+  if (word) {
+    if (e < line.size() && words_.is_word(line, char_at(line, e))) return;  // inside a word
+    if ((node = titles.child(node, WORD_END)) == NONE) return;
+  }
   while (true) {
-    for (std::size_t k = c.end; k-- > c.begin;) state = index_.titles.step(state, symbol_of(byte_at(line, k), c.valid));
-    report(state, c.begin);
-    // The character before `c` (outside the run when `c` is its first) decides the boundary.
+    for (std::size_t k = c.end; k-- > c.begin;) {
+      if ((node = titles.child(node, symbol_of(byte_at(line, k), c.valid))) == NONE) return;
+    }
+    found(node, c.begin);
     const Char previous = c.begin > 0 ? char_before(line, c.begin) : Char{};
     const bool word_before = c.begin > 0 && words_.is_word(line, previous);
     if (word && !word_before) {
-      state = index_.titles.step(state, WORD_START);
-      report(state, c.begin);
+      if ((node = titles.child(node, WORD_START)) == NONE) return;
+      found(node, c.begin);
     }
-    if (c.begin == a) break;
-    if (!word && word_before) state = index_.titles.step(state, WORD_END);
+    if (c.begin == a) return;
+    if (!word && word_before && (node = titles.child(node, WORD_END)) == NONE) return;
     c = previous;
     word = word_before;
   }
@@ -955,14 +1029,32 @@ std::string LinkIndex::refresh_link_texts(std::string_view body) const {
   return out;
 }
 
+const LinkIndex& detail::recent_index(std::span<const LinkTarget> links) {
+  struct Recent {
+    std::vector<LinkTarget> links;
+    std::unique_ptr<LinkIndex> index;
+  };
+  thread_local Recent recent;
+  // The href follows from the page id, so it need not be compared.
+  const auto same = [](const LinkTarget& x, const LinkTarget& y) {
+    return x.page_id == y.page_id && x.title == y.title && x.files == y.files && x.former == y.former;
+  };
+  if (recent.index == nullptr || !std::equal(links.begin(), links.end(), recent.links.begin(), recent.links.end(), same)) {
+    recent.index.reset();
+    recent.links.assign(links.begin(), links.end());
+    recent.index = std::make_unique<LinkIndex>(recent.links);
+  }
+  return *recent.index;
+}
+
 std::string autolink(std::string_view body, std::span<const LinkTarget> links, std::string_view page_id) {
   if (links.empty()) return std::string(body);
-  return LinkIndex(links).autolink(body, page_id);
+  return detail::recent_index(links).autolink(body, page_id);
 }
 
 std::string refresh_link_texts(std::string_view body, std::span<const LinkTarget> links) {
   if (links.empty()) return std::string(body);
-  return LinkIndex(links).refresh_link_texts(body);
+  return detail::recent_index(links).refresh_link_texts(body);
 }
 
 std::vector<std::string> former_titles(const StoredRow* row) {

@@ -140,6 +140,12 @@ namespace detail {
 // Only the last path segment counts, and a leading dot ("src/.bashrc") is no extension.
 bool is_code_file(std::string_view path) noexcept;
 
+// `links` prepared for linking, kept per thread for the next call: the pages of a wiki all link
+// against the same targets, so `autolink`, `refresh_link_texts` and the page writer, called page
+// after page, prepare them once. The targets are compared in full on every call (a copy is kept),
+// so a changed list is always prepared anew. The reference is valid until the thread's next call.
+const LinkIndex& recent_index(std::span<const LinkTarget> links);
+
 }  // namespace detail
 
 }  // namespace vantorel::workers::wiki
