@@ -54,15 +54,6 @@ std::optional<std::string_view> summary_line(std::string_view text) noexcept {
 
 }  // namespace detail
 
-namespace {
-
-std::string trimmed(std::string text) {
-  text::trim_in_place(text);
-  return text;
-}
-
-}  // namespace
-
 std::string Authored::text() const {
   if (summary.empty()) return body;
   const std::string dumped = yaml::dump_summary(summary);
@@ -129,8 +120,9 @@ Authored split_authored(std::string_view text, std::string_view plan_summary) {
   }
 
   // A page finalized before: the first summary block the author's (not the plan's) gives it.
+  const std::vector<Segment> segments = _segments(rest);
   if (summary.empty()) {
-    for (const Segment& segment : _segments(rest)) {
+    for (const Segment& segment : segments) {
       if (segment.part == SUMMARY && segment.attribute != detail::FROM_PLAN) {
         summary = _blockquote_text(segment.lines);
         break;
@@ -138,11 +130,13 @@ Authored split_authored(std::string_view text, std::string_view plan_summary) {
     }
   }
 
-  std::string stripped = strip_generated(rest);
+  // The stripped text has its blank runs collapsed already; dropping its first line, the H1 when
+  // there is one, leaves them so, and only the ends need trimming.
+  std::string stripped = detail::strip_segments(segments, {}, rest.size());
   std::string_view lines = stripped;
   const std::size_t first_end = std::min(lines.find('\n'), lines.size());
   if (detail::H1_RE().match(lines.substr(0, first_end))) lines.remove_prefix(std::min(first_end + 1, lines.size()));
-  std::string body = trimmed(_collapse_blank_runs(lines));
+  std::string body(text::trim(lines));
 
   if (summary.empty()) std::tie(summary, body) = _leading_blockquote(body);
 

@@ -114,22 +114,22 @@ std::string strip_generated(std::string_view markdown, std::initializer_list<std
 }
 
 std::string strip_generated(std::string_view markdown, std::span<const std::string_view> keep) {
-  const std::vector<Segment> segments = _segments(markdown);
-  std::string joined;
-  joined.reserve(markdown.size() + 2 * segments.size());
+  return detail::strip_segments(_segments(markdown), keep, markdown.size());
+}
+
+std::string detail::strip_segments(std::span<const Segment> segments, std::span<const std::string_view> keep, std::size_t size) {
+  // The kept segments' lines with one empty line between segments (a segment without lines counts
+  // as one empty line), collapsed and trimmed.
+  BlankRunCollapser collapser(size + 2 * segments.size());
   bool first = true;
   for (const Segment& segment : segments) {
     if (!segment.part.empty() && std::find(keep.begin(), keep.end(), segment.part) == keep.end()) continue;
-    if (!first) joined += "\n\n";
+    if (!first) collapser.add({});
     first = false;
-    bool first_line = true;
-    for (std::string_view line : segment.lines) {
-      if (!first_line) joined += '\n';
-      first_line = false;
-      joined.append(line);
-    }
+    if (segment.lines.empty()) collapser.add({});
+    for (std::string_view line : segment.lines) collapser.add(line);
   }
-  std::string out = _collapse_blank_runs(joined);
+  std::string out = std::move(collapser).finish();
   text::trim_in_place(out);
   return out;
 }
@@ -137,7 +137,14 @@ std::string strip_generated(std::string_view markdown, std::span<const std::stri
 namespace detail {
 
 std::string collapse_and_trim(std::span<const std::string_view> lines) {
-  std::string out = _collapse_blank_runs(text::join(lines, "\n"));
+  std::size_t size = lines.size();
+  for (std::string_view line : lines) size += line.size();
+  BlankRunCollapser collapser(size);
+  // An entry may hold several lines (a diagram block): each counts on its own.
+  for (std::string_view entry : lines) {
+    for (std::string_view line : text::Lines(entry)) collapser.add(line);
+  }
+  std::string out = std::move(collapser).finish();
   text::trim_in_place(out);
   return out;
 }

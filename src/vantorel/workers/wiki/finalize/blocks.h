@@ -48,6 +48,7 @@ const text::Pattern& CLOSE_RE();
 // text function of the component hands back the text it rebuilt.
 std::string collapse_and_trim(std::span<const std::string_view> lines);
 
+
 }  // namespace detail
 
 // One run of a page: authored text (`part` empty) or one generated block. Every view points into
@@ -84,5 +85,12 @@ requires std::same_as<T, std::string> std::vector<Segment> _segments(T&&)
 // outside fences collapse to one, and the ends are trimmed: the result has no trailing line break.
 std::string strip_generated(std::string_view markdown, std::initializer_list<std::string_view> keep = {});
 std::string strip_generated(std::string_view markdown, std::span<const std::string_view> keep);
+
+namespace detail {
+
+// `strip_generated` of the page whose segments are `segments`; `size` is the page's size.
+std::string strip_segments(std::span<const Segment> segments, std::span<const std::string_view> keep, std::size_t size);
+
+}  // namespace detail
 
 }  // namespace vantorel::workers::wiki

@@ -129,14 +129,14 @@ void reversed_title_symbols(std::string_view title, WordClasses& words, std::vec
 }
 
 // ---------------------------------------------------------------------------------------------
-// A trie of patterns over symbols. Built once per set of targets. While patterns are added,
-// each node keeps its children in a list (the root in a direct table); `build` lays the edges out
-// in one array sorted by node and symbol, without hashing or a comparison sort over all edges, so
-// building is linear in the patterns' length.
+// A multi-pattern matcher over symbols: a trie with failure links (Aho-Corasick). Built once per
+// set of targets. While patterns are added, each node keeps its children in a list (the root in a
+// direct table); `build` lays the edges out in one array sorted by node and symbol, without
+// hashing or a comparison sort over all edges, so building is linear in the patterns' length.
 
-class Trie {
+class Automaton {
  public:
-  Trie() : root_(ALPHABET, 0) {}
+  Automaton() : root_(ALPHABET, 0) {}
 
   // Adds a non-empty pattern under `id`; a pattern added again keeps its first id.
   void add(std::span<const Symbol> pattern, std::uint32_t id) {
@@ -166,7 +166,7 @@ class Trie {
     if (nodes_[node].id == NONE) nodes_[node].id = id;
   }
 
-  // Lays out the edges; call once, after the last `add`.
+  // Lays out the edges and computes the failure links; call once, after the last `add`.
   void build() {
     edges_.reserve(nodes_.size() - 1);
     std::vector<std::uint32_t> children;
@@ -181,12 +181,24 @@ class Trie {
         std::sort(children.begin(), children.end(), [&](std::uint32_t x, std::uint32_t y) { return symbol_[x] < symbol_[y]; });
       }
       nodes_[u].first = static_cast<std::uint32_t>(edges_.size());
-      for (const std::uint32_t c : children) edges_.push_back({symbol_[c], c});
+      for (const std::uint32_t c : children) edges_.push_back({u, symbol_[c], c});
       nodes_[u].last = static_cast<std::uint32_t>(edges_.size());
     }
     symbol_ = {};
     first_child_ = {};
     next_sibling_ = {};
+    // Breadth first, so that a node's failure target is final before the node is reached.
+    std::vector<std::uint32_t> queue{0};
+    queue.reserve(nodes_.size());
+    for (std::size_t q = 0; q < queue.size(); ++q) {
+      const std::uint32_t u = queue[q];
+      for (std::uint32_t e = nodes_[u].first; e < nodes_[u].last; ++e) {
+        Node& v = nodes_[edges_[e].to];
+        v.fail = u == 0 ? 0 : step(nodes_[u].fail, edges_[e].symbol);
+        v.out = v.id != NONE ? v.id : nodes_[v.fail].out;
+        queue.push_back(edges_[e].to);
+      }
+    }
   }
 
   bool empty() const noexcept { return nodes_.size() == 1; }
@@ -200,16 +212,32 @@ class Trie {
     return hit != last && hit->symbol == s ? hit->to : NONE;
   }
 
+  // The state after reading `s` in `state`.
+  std::uint32_t step(std::uint32_t state, Symbol s) const noexcept {
+    while (state != 0) {
+      const std::uint32_t next = child(state, s);
+      if (next != NONE) return next;
+      state = nodes_[state].fail;
+    }
+    return root_[s];
+  }
+
   // The id of the pattern that ends exactly at `node`, or NONE.
   std::uint32_t id(std::uint32_t node) const noexcept { return nodes_[node].id; }
 
+  // The id of the longest pattern that is a suffix of what `state` has read, or NONE.
+  std::uint32_t longest(std::uint32_t state) const noexcept { return nodes_[state].out; }
+
  private:
   struct Node {
-    std::uint32_t id = NONE;  // the pattern ending here
+    std::uint32_t id = NONE;   // the pattern ending here
+    std::uint32_t out = NONE;  // the longest pattern ending here or along the failure links
+    std::uint32_t fail = 0;
     std::uint32_t first = 0;  // this node's edges in `edges_`
     std::uint32_t last = 0;
   };
   struct Edge {
+    std::uint32_t from = 0;
     Symbol symbol = 0;
     std::uint32_t to = 0;
   };
@@ -222,6 +250,7 @@ class Trie {
   std::vector<std::uint32_t> first_child_ = std::vector<std::uint32_t>(1);
   std::vector<std::uint32_t> next_sibling_ = std::vector<std::uint32_t>(1);
 };
+
 
 // ---------------------------------------------------------------------------------------------
 // Inline structure of one line: what is not prose. No backslash escapes are interpreted.
@@ -614,8 +643,8 @@ struct Mention {
 
 // The hrefs of the targets in a trie, walked after each "](" of a body to find where it already
 // links a target.
-struct HrefTrie {
-  Trie trie;
+struct HrefAutomaton {
+  Automaton trie;
   std::vector<std::uint32_t> linkable;  // per trie id: the href id, NONE for an href never linked
 };
 
@@ -634,7 +663,8 @@ class Linker {
   void link_run(std::string_view line, std::size_t base, std::size_t a, std::size_t b);
   static std::size_t boundary_after(std::string_view line, std::size_t from, std::size_t limit, std::size_t distance) noexcept;
   void find_mentions(std::string_view line, std::size_t a, std::size_t b);
-  void mentions_ending_at(std::string_view line, std::size_t a, std::size_t e);
+  bool mentions_ending_at(std::string_view line, std::size_t a, std::size_t e);
+  void scan_mentions(std::string_view line, std::size_t a);
   void link_file(std::string_view line, std::size_t base, const Span& span);
   void link(std::size_t begin, std::size_t end, std::span<const std::uint32_t> targets);
 
@@ -650,6 +680,8 @@ class Linker {
   WordClasses words_;
   Lexer lexer_;
   std::vector<Mention> found_;
+  std::vector<std::size_t> ends_;  // the places in a run where a mention can end, left to right
+  std::ptrdiff_t budget_ = 0;      // trie steps the walks back from `ends_` may still take
   std::string out_;
   std::size_t copied_ = 0;       // `body_` is in `out_` up to here
   std::size_t last_end_ = NPOS;  // where the last link's text ended in `body_`
@@ -680,9 +712,9 @@ struct LinkIndex::Data {
   std::vector<std::uint32_t> href_of;  // per target: its href's id, NONE when it is never linked
   std::vector<std::string_view> hrefs;
   std::unordered_map<std::string_view, std::uint32_t> href_ids;
-  HrefTrie href_trie;
+  HrefAutomaton href_trie;
 
-  Trie titles;                                            // reversed title symbols, by title id
+  Automaton titles;                                            // reversed title symbols, by title id
   LastWords last_words;                                   // the words titles end with
   std::vector<std::vector<std::uint32_t>> title_targets;  // per title id: the targets with that title
   std::vector<std::size_t> title_length;                  // per title id: its length in bytes
@@ -802,7 +834,7 @@ std::string Linker::run() {
 // that are never linked included. A walk down the trie of hrefs starts after each "](" and stops
 // at the first "(" at the latest, since no href in the trie holds one, so the walks never overlap.
 void Linker::mark_already_linked() {
-  const Trie& trie = index_.href_trie.trie;
+  const Automaton& trie = index_.href_trie.trie;
   for (std::size_t p = body_.find("]("); p != NPOS; p = body_.find("](", p + 2)) {
     std::uint32_t node = 0;
     std::size_t end = 0;
@@ -877,11 +909,14 @@ std::size_t Linker::boundary_after(std::string_view line, std::size_t from, std:
 }
 
 // Fills `found_` with the longest mention starting at each character of `line[a, b)`, first
-// first. Mentions are found from where they end: after a word that some title ends with, or after
-// a character that some title ends with when that is not a word character. From each such place
-// the trie of reversed titles is walked back, reading the symbols a title would have there.
+// first. A mention can end only after a word that some title ends with, or after a character that
+// some title ends with when that is not a word character: a cheap pass from left to right lists
+// those places. In prose the trie of reversed titles is then walked back from each of them; when
+// the walks take more steps than a few per byte of the run (titles nested in one another, as in
+// "a", "a a", "a a a"), the run is read once through the matcher instead.
 void Linker::find_mentions(std::string_view line, std::size_t a, std::size_t b) {
   found_.clear();
+  ends_.clear();
   std::uint64_t hash = LastWords::SEED;
   bool in_word = false;
   for (std::size_t i = a; i < b;) {
@@ -891,51 +926,123 @@ void Linker::find_mentions(std::string_view line, std::size_t a, std::size_t b) 
       for (std::size_t k = c.begin; k < c.end; ++k) hash = LastWords::fold(hash, byte_at(line, k));
       in_word = true;
     } else {
-      if (in_word && index_.last_words.may_hold(hash)) mentions_ending_at(line, a, c.begin);
+      if (in_word && index_.last_words.may_hold(hash)) ends_.push_back(c.begin);
       in_word = false;
-      if (index_.titles.child(0, symbol_of(byte_at(line, c.end - 1), c.valid)) != NONE) mentions_ending_at(line, a, c.end);
+      if (index_.titles.child(0, symbol_of(byte_at(line, c.end - 1), c.valid)) != NONE) ends_.push_back(c.end);
     }
     i = c.end;
   }
-  if (in_word && index_.last_words.may_hold(hash)) mentions_ending_at(line, a, b);
-  std::sort(found_.begin(), found_.end(), [](const Mention& x, const Mention& y) {
-    return x.begin != y.begin ? x.begin < y.begin : x.length > y.length;
-  });
-  found_.erase(std::unique(found_.begin(), found_.end(), [](const Mention& x, const Mention& y) { return x.begin == y.begin; }),
-               found_.end());
+  if (in_word && index_.last_words.may_hold(hash)) ends_.push_back(b);
+  if (ends_.empty()) return;
+
+  budget_ = 4 * static_cast<std::ptrdiff_t>(b - a) + 64;
+  bool walked = true;
+  for (const std::size_t e : ends_) {
+    if (!(walked = mentions_ending_at(line, a, e))) break;
+  }
+  if (walked) {
+    std::sort(found_.begin(), found_.end(), [](const Mention& x, const Mention& y) {
+      return x.begin != y.begin ? x.begin < y.begin : x.length > y.length;
+    });
+    found_.erase(std::unique(found_.begin(), found_.end(), [](const Mention& x, const Mention& y) { return x.begin == y.begin; }),
+                 found_.end());
+  } else {
+    found_.clear();
+    scan_mentions(line, a);
+    std::reverse(found_.begin(), found_.end());
+  }
 }
 
-// Adds to `found_` the titles that lie in `line[a, e)` and end at `e`, reading the line's symbols
-// from `e` back: its characters, WORD_END after the last character of a word and WORD_START
-// before the first, with the characters around `line[a, e)` deciding the boundaries.
-void Linker::mentions_ending_at(std::string_view line, std::size_t a, std::size_t e) {
-  const Trie& titles = index_.titles;
+// Fills `found_` as `find_mentions` does, last first, reading the symbols of `line[a, b)` from
+// right to left through the matcher of reversed titles, so that at each character the matcher's
+// longest match is the longest title starting there. Whenever the matcher is back at its root
+// (nothing pending), reading jumps to the next place on the left where a mention can end
+// (`ends_`). Every character is read at most once.
+void Linker::scan_mentions(std::string_view line, std::size_t a) {
+  const Automaton& titles = index_.titles;
+  const auto report = [&](std::uint32_t state, std::size_t begin) {
+    const std::uint32_t title = titles.longest(state);
+    if (title == NONE) return;
+    if (!found_.empty() && found_.back().begin == begin) {
+      if (found_.back().length < index_.title_length[title]) found_.back() = {begin, index_.title_length[title], title};
+      return;
+    }
+    found_.push_back({begin, index_.title_length[title], title});
+  };
+  // Starts reading, from the root, at the place `e`, where the character after decides whether a
+  // word ends there.
+  Char c;
+  bool word = false;
+  std::uint32_t state = 0;
+  const auto start_at = [&](std::size_t e) {
+    c = char_before(line, e);
+    word = words_.is_word(line, c);
+    state = 0;
+    if (word && !(e < line.size() && words_.is_word(line, char_at(line, e)))) state = titles.step(state, WORD_END);
+  };
+  std::size_t next_end = ends_.size() - 1;  // the places left of the one being read: ends_[0 .. next_end]
+  start_at(ends_[next_end]);
+  while (true) {
+    for (std::size_t k = c.end; k-- > c.begin;) state = titles.step(state, symbol_of(byte_at(line, k), c.valid));
+    report(state, c.begin);
+    // The character before `c` (outside the run when `c` is its first) decides the boundary.
+    const Char previous = c.begin > 0 ? char_before(line, c.begin) : Char{};
+    const bool word_before = c.begin > 0 && words_.is_word(line, previous);
+    if (word && !word_before) {
+      state = titles.step(state, WORD_START);
+      report(state, c.begin);
+    }
+    if (c.begin == a) break;
+    if (!word && word_before) state = titles.step(state, WORD_END);
+    while (next_end != NPOS && ends_[next_end] > c.begin) next_end = next_end == 0 ? NPOS : next_end - 1;
+    if (state == 0 && (next_end == NPOS || ends_[next_end] < c.begin)) {
+      // Nothing pending, and no mention ends before the next place on the left.
+      if (next_end == NPOS) break;
+      start_at(ends_[next_end]);
+      continue;
+    }
+    c = previous;
+    word = word_before;
+  }
+}
+
+// Adds to `found_` the titles that lie in `line[a, e)` and end at `e`, walking the trie of reversed
+// titles from `e` back along the line's symbols: its characters, WORD_END after the last character
+// of a word and WORD_START before the first, with the characters around `line[a, e)` deciding the
+// boundaries. Each step spends one unit of `budget_`; false when the budget ran out.
+bool Linker::mentions_ending_at(std::string_view line, std::size_t a, std::size_t e) {
+  const Automaton& titles = index_.titles;
   const auto found = [&](std::uint32_t node, std::size_t begin) {
     if (const std::uint32_t title = titles.id(node); title != NONE) found_.push_back({begin, index_.title_length[title], title});
+  };
+  const auto descend = [&](std::uint32_t& node, Symbol symbol) {
+    --budget_;
+    return (node = titles.child(node, symbol)) != NONE;
   };
   Char c = char_before(line, e);
   bool word = words_.is_word(line, c);
   std::uint32_t node = 0;
   if (word) {
-    if (e < line.size() && words_.is_word(line, char_at(line, e))) return;  // inside a word
-    if ((node = titles.child(node, WORD_END)) == NONE) return;
+    if (e < line.size() && words_.is_word(line, char_at(line, e))) return budget_ > 0;  // inside a word
+    if (!descend(node, WORD_END)) return budget_ > 0;
   }
-  while (true) {
+  while (budget_ > 0) {
     for (std::size_t k = c.end; k-- > c.begin;) {
-      if ((node = titles.child(node, symbol_of(byte_at(line, k), c.valid))) == NONE) return;
+      if (!descend(node, symbol_of(byte_at(line, k), c.valid))) return budget_ > 0;
     }
     found(node, c.begin);
     const Char previous = c.begin > 0 ? char_before(line, c.begin) : Char{};
     const bool word_before = c.begin > 0 && words_.is_word(line, previous);
     if (word && !word_before) {
-      if ((node = titles.child(node, WORD_START)) == NONE) return;
+      if (!descend(node, WORD_START)) return budget_ > 0;
       found(node, c.begin);
     }
-    if (c.begin == a) return;
-    if (!word && word_before && (node = titles.child(node, WORD_END)) == NONE) return;
+    if (c.begin == a) return budget_ > 0;
+    if (!word && word_before && !descend(node, WORD_END)) return budget_ > 0;
     c = previous;
     word = word_before;
   }
+  return false;
 }
 
 void Linker::link_file(std::string_view line, std::size_t base, const Span& span) {

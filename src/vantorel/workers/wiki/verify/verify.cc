@@ -20,36 +20,39 @@ bool is_fence_line(std::string_view line) {
   return static_cast<bool>(detail::FENCE_RE().match(line));
 }
 
-std::string _collapse_blank_runs(std::string_view input) {
-  std::string out;
-  out.reserve(input.size());
-  bool in_fence = false;
-  bool first = true;
+void detail::BlankRunCollapser::add(std::string_view line) {
   // A run of blank lines outside fences is held back until it ends: a run of one is written as
   // it stands, a longer run as one empty line.
-  std::string_view pending;
-  std::size_t pending_count = 0;
-  auto put = [&](std::string_view line) {
-    if (!first) out += '\n';
-    first = false;
-    out.append(line);
-  };
-  auto flush = [&] {
-    if (pending_count == 1) put(pending);
-    if (pending_count > 1) put({});
-    pending_count = 0;
-  };
-  for (std::string_view line : text::Lines(input)) {
-    if (!in_fence && text::is_blank(line)) {
-      if (pending_count++ == 0) pending = line;
-      continue;
-    }
-    flush();
-    if (is_fence_line(line)) in_fence = !in_fence;
-    put(line);
+  if (!in_fence_ && text::is_blank(line)) {
+    if (pending_count_++ == 0) pending_ = line;
+    return;
   }
   flush();
-  return out;
+  if (is_fence_line(line)) in_fence_ = !in_fence_;
+  put(line);
+}
+
+std::string detail::BlankRunCollapser::finish() && {
+  flush();
+  return std::move(out_);
+}
+
+void detail::BlankRunCollapser::put(std::string_view line) {
+  if (!first_) out_ += '\n';
+  first_ = false;
+  out_.append(line);
+}
+
+void detail::BlankRunCollapser::flush() {
+  if (pending_count_ == 1) put(pending_);
+  if (pending_count_ > 1) put({});
+  pending_count_ = 0;
+}
+
+std::string _collapse_blank_runs(std::string_view input) {
+  detail::BlankRunCollapser collapser(input.size());
+  for (std::string_view line : text::Lines(input)) collapser.add(line);
+  return std::move(collapser).finish();
 }
 
 }  // namespace vantorel::workers::wiki

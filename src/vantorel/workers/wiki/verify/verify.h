@@ -32,4 +32,28 @@ bool is_fence_line(std::string_view line);
 // touched, and applying it twice gives what applying it once gives.
 std::string _collapse_blank_runs(std::string_view text);
 
+namespace detail {
+
+// `_collapse_blank_runs` of a text handed over line by line (each without its "\n"), for callers
+// that hold the lines already and need not join them first. Keeps views of the pending blank line.
+class BlankRunCollapser {
+ public:
+  explicit BlankRunCollapser(std::size_t size_hint) { out_.reserve(size_hint); }
+  void add(std::string_view line);
+  // The collapsed text: the lines joined with "\n".
+  std::string finish() &&;
+
+ private:
+  void put(std::string_view line);
+  void flush();
+
+  std::string out_;
+  bool in_fence_ = false;
+  bool first_ = true;
+  std::string_view pending_;       // the first blank line of the run held back
+  std::size_t pending_count_ = 0;  // blank lines in that run
+};
+
+}  // namespace detail
+
 }  // namespace vantorel::workers::wiki
