@@ -20,14 +20,19 @@ void set_bytes(benchmark::State& state, const std::string& page) {
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * page.size()));
 }
 
-void finalize(benchmark::State& state, std::size_t kib) {
-  const SamplePage& page = sample_page(kib);
+void finalize_page_of(benchmark::State& state, const SamplePage& page) {
   for (auto _ : state) {
     const wiki::Authored authored = wiki::split_authored(page.finished);
     benchmark::DoNotOptimize(wiki::finalize_page(authored, page.frame, repo_link()));
   }
   set_bytes(state, page.finished);
 }
+
+void finalize(benchmark::State& state, std::size_t kib) { finalize_page_of(state, sample_page(kib)); }
+
+// A long page with the 20 KiB page's mix of text (its 30 neighbours): per byte the same work, so
+// its throughput shows whether the cost stays linear in the page's length.
+void finalize_20kb_mix(benchmark::State& state, std::size_t kib) { finalize_page_of(state, sample_page(kib, sample_page_neighbours(20))); }
 
 // The same with the frame's link targets prepared once beforehand, as a batch over a wiki does.
 void finalize_indexed(benchmark::State& state, std::size_t kib) {
@@ -75,6 +80,7 @@ BENCHMARK_CAPTURE(finalize_indexed, 20KB, 20)->Name("Page/FinalizeIndexed/20KB")
 BENCHMARK_CAPTURE(cmark, 20KB, 20)->Name("Page/Cmark/20KB")->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(md4c, 20KB, 20)->Name("Page/Md4c/20KB")->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(finalize, 700KB, 700)->Name("Page/Finalize/700KB")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(finalize_20kb_mix, 700KB, 700)->Name("Page/Finalize/700KB-20KB-mix")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(finalize_indexed, 700KB, 700)->Name("Page/FinalizeIndexed/700KB")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(cmark, 700KB, 700)->Name("Page/Cmark/700KB")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(md4c, 700KB, 700)->Name("Page/Md4c/700KB")->Unit(benchmark::kMillisecond);

@@ -355,19 +355,23 @@ const wiki::LinkIndex& sample_index() {
   return index;
 }
 
-const SamplePage& sample_page(std::size_t kib) {
+std::size_t sample_page_neighbours(std::size_t kib) { return 20 + kib / 2; }
+
+const SamplePage& sample_page(std::size_t kib) { return sample_page(kib, sample_page_neighbours(kib)); }
+
+const SamplePage& sample_page(std::size_t kib, std::size_t neighbours) {
   static std::mutex mutex;
-  static std::map<std::size_t, std::unique_ptr<const SamplePage>> pages;
+  static std::map<std::pair<std::size_t, std::size_t>, std::unique_ptr<const SamplePage>> pages;
   const std::lock_guard lock(mutex);
-  std::unique_ptr<const SamplePage>& slot = pages[kib];
+  std::unique_ptr<const SamplePage>& slot = pages[{kib, neighbours}];
   if (slot) return *slot;
 
-  // The page is sample target 0. Like a real page it keeps coming back to a set of neighbours, more
-  // of them the longer it is (21 at 2 KiB, 370 at 700 KiB), and can link to all 999 others.
+  // The page is sample target 0; it keeps coming back to its neighbours and can link to all 999
+  // others.
   const std::span<const wiki::LinkTarget> targets = sample_targets();
   Rng rng(kib * 1000003 + 1);
   auto page = std::make_unique<SamplePage>();
-  page->authored = authored_text(kib * 1024, targets.subspan(1, std::min<std::size_t>(targets.size() - 1, 20 + kib / 2)), true, rng);
+  page->authored = authored_text(kib * 1024, targets.subspan(1, std::min<std::size_t>(targets.size() - 1, neighbours)), true, rng);
   page->split = wiki::split_authored(page->authored);
 
   std::vector<std::string> graph_files;

@@ -79,6 +79,12 @@ const wiki::LinkIndex& sample_index();
 // and kept for the rest of the run.
 const SamplePage& sample_page(std::size_t kib);
 
+// The sample page of about `kib` KiB that mentions `neighbours` other pages. `sample_page(kib)`
+// has more neighbours the longer it is, like a real page (21 at 2 KiB, 30 at 20 KiB, 370 at
+// 700 KiB); a long page with the neighbours of a short one has the short page's mix of text.
+const SamplePage& sample_page(std::size_t kib, std::size_t neighbours);
+std::size_t sample_page_neighbours(std::size_t kib);
+
 // The page writer's repository link, `_repo_rel_link`, as the RepoLink the writer takes.
 const wiki::RepoLink& repo_link();
 
