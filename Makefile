@@ -38,15 +38,22 @@ demo: build
 # Builds the benchmarks (Release, in their own folder, tests off) and runs them; each benchmark is
 # repeated and the console table shows the aggregates, the median among them. Pass Google
 # Benchmark flags through BENCH_ARGS, e.g. make bench BENCH_ARGS=--benchmark_filter=Text/
+# Then times wiki-finalize with --jobs 1 and 2 on a generated wiki of CLI_PAGES pages, written on
+# tmpfs (CLI_SCALING_WORK) so that the file system's cost of creating files is left out; set
+# CLI_PAGES=0 to skip that.
 BENCH_BUILD ?= build-bench
 BENCH_REPETITIONS ?= 5
 BENCH_ARGS ?=
+CLI_PAGES ?= 10000
+CLI_RUNS ?= 3
+CLI_SCALING_WORK ?= /dev/shm/vantorel-cli-scaling
 bench:
 	@scripts/bootstrap bench
 	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DVANTOREL_BUILD_BENCHMARKS=ON -DVANTOREL_BUILD_TESTS=OFF $(CMAKE_FLAGS)
-	cmake --build $(BENCH_BUILD) -j $(JOBS) --target vantorel_bench
+	cmake --build $(BENCH_BUILD) -j $(JOBS) --target vantorel_bench vantorel_make_wiki wiki-finalize
 	$(BENCH_BUILD)/bench/vantorel_bench --benchmark_repetitions=$(BENCH_REPETITIONS) \
 	  --benchmark_report_aggregates_only=true $(BENCH_ARGS)
+	if [ "$(CLI_PAGES)" != 0 ]; then CLI_SCALING_WORK=$(CLI_SCALING_WORK) bench/cli_scaling $(BENCH_BUILD) $(CLI_PAGES) $(CLI_RUNS); fi
 
 # Builds the fuzz targets with clang's libFuzzer, AddressSanitizer and UndefinedBehaviorSanitizer
 # (in their own folder, tests off) and runs each for FUZZ_SECONDS, one after the other, from a

@@ -8,11 +8,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "vantorel/workers/wiki/finalize/finalize.h"
+#include "vantorel/workers/wiki/orchestrator/orchestrator.h"
 
 namespace vantorel::bench {
 
@@ -84,6 +86,19 @@ const SamplePage& sample_page(std::size_t kib);
 // 700 KiB); a long page with the neighbours of a short one has the short page's mix of text.
 const SamplePage& sample_page(std::size_t kib, std::size_t neighbours);
 std::size_t sample_page_neighbours(std::size_t kib);
+
+// A generated wiki of `pages` pages: plans with realistic titles, files, children, related pages
+// and stored rows, an import graph between the files of nearby pages, and each page's author text
+// (2 to 4 KiB mentioning the titles and paths of the forty pages around it). The repository is not
+// set; the catch-all page (the last) lists files that `write_catch_all_files` creates.
+struct GeneratedWiki {
+  wiki::WikiSetup setup{};
+  std::vector<std::string> texts{};  // what each page's author wrote, in plan order
+};
+GeneratedWiki generated_wiki(std::size_t pages);
+
+// Creates under `root` the files the catch-all page of a generated wiki lists.
+void write_catch_all_files(const std::filesystem::path& root);
 
 // The page writer's repository link, `_repo_rel_link`, as the RepoLink the writer takes.
 const wiki::RepoLink& repo_link();

@@ -36,8 +36,6 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t SAMPLE = 100;  // pages finalized one by one in the larger wikis
 
-constexpr const char* CATCH_ALL_FILES[] = {"tools/gen.sh", "tools/release.py", "scripts/lint.sh", "docs/conf.py", "Makefile"};
-
 struct Wiki {
   fs::path repository;
   std::unique_ptr<wiki::WikiGenerator> generator;
@@ -54,76 +52,17 @@ struct Wiki {
   }
 };
 
-std::string type_of(std::size_t i, std::size_t pages) {
-  if (i == 0) return "overview";
-  if (i == 1) return "architecture";
-  if (i + 1 == pages) return "other";
-  switch ((i - 2) % 5) {
-    case 0:
-      return "module";
-    case 4:
-      return (i / 5) % 2 == 0 ? "guide" : "reference";
-    default:
-      return "submodule";
-  }
-}
-
-fs::path make_repository(std::size_t pages) {
+std::unique_ptr<Wiki> make_wiki(std::size_t pages) {
+  GeneratedWiki generated = generated_wiki(pages);
+  auto w = std::make_unique<Wiki>();
   std::string name("vantorel-bench-");
   name.append(std::to_string(::getpid())).append("-").append(std::to_string(pages));
-  const fs::path root = fs::temp_directory_path() / name;
-  for (const char* path : CATCH_ALL_FILES) {
-    fs::create_directories((root / path).parent_path());
-    std::ofstream(root / path, std::ios::binary) << "# " << path << "\n\nrun() {\n  echo run\n}\n";
-  }
-  return root;
-}
-
-std::unique_ptr<Wiki> make_wiki(std::size_t pages) {
-  Rng rng(pages);
-  const std::vector<wiki::LinkTarget> targets = link_targets(pages);
-  wiki::WikiSetup setup;
-  for (std::size_t i = 0; i < pages; ++i) {
-    wiki::PagePlan plan{.page_id = targets[i].page_id, .title = targets[i].title, .type_id = type_of(i, pages)};
-    plan.description.append("How the ").append(plan.title).append(" part of the store works.");
-    plan.importance = i % 3 == 0 ? "high" : "medium";
-    if (plan.type_id == "module" || plan.type_id == "submodule") {
-      plan.source_files = targets[i].files;
-    } else if (plan.type_id == "guide" || plan.type_id == "reference") {
-      plan.source_files = {targets[i - 1].files.front(), targets[i - 4].files.front()};
-    }
-    if (plan.type_id == "module") {
-      for (std::size_t c = i + 1; c <= i + 3 && c + 1 < pages; ++c) plan.children.push_back(targets[c].page_id);
-    }
-    if (plan.type_id == "other") {
-      plan.catch_all = true;
-      plan.source_files.assign(std::begin(CATCH_ALL_FILES), std::end(CATCH_ALL_FILES));
-    }
-    for (std::size_t n = rng.between(1, 3); n > 0; --n) plan.related_pages.push_back(targets[rng.below(pages)].page_id);
-    if (!targets[i].former.empty()) setup.existing[plan.page_id] = wiki::StoredRow{{"title", targets[i].former.front()}};
-
-    // Each file imports one to three files of the pages nearby.
-    for (const std::string& file : targets[i].files) {
-      std::vector<std::string>& imports = setup.imports[file];
-      for (std::size_t n = rng.between(1, 3); n > 0; --n) {
-        const std::size_t j = (i + pages + rng.below(21) - 10) % pages;
-        imports.push_back(targets[j].files[rng.below(targets[j].files.size())]);
-      }
-    }
-    setup.plans.push_back(std::move(plan));
-  }
-
-  auto w = std::make_unique<Wiki>();
-  w->repository = make_repository(pages);
-  setup.repository = w->repository;
-  w->generator = std::make_unique<wiki::WikiGenerator>(std::move(setup));
-  for (std::size_t i = 0; i < pages; ++i) {
-    // The forty pages around this one: titles to mention, pages to link, paths to name.
-    const std::size_t first = i < 20 ? 0 : std::min(i - 20, pages > 40 ? pages - 40 : 0);
-    const std::span<const wiki::LinkTarget> nearby = std::span(targets).subspan(first, std::min<std::size_t>(40, pages - first));
-    w->texts.push_back(authored_text(rng.between(2048, 4096), nearby, rng.chance(67), rng));
-    w->diagrams.push_back(w->generator->_build_diagrams(w->generator->_plans[i]));
-  }
+  w->repository = fs::temp_directory_path() / name;
+  write_catch_all_files(w->repository);
+  generated.setup.repository = w->repository;
+  w->generator = std::make_unique<wiki::WikiGenerator>(std::move(generated.setup));
+  w->texts = std::move(generated.texts);
+  for (const wiki::PagePlan& plan : w->generator->_plans) w->diagrams.push_back(w->generator->_build_diagrams(plan));
   return w;
 }
 
