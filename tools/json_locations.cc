@@ -60,6 +60,8 @@ class Cursor {
 
 // The string a raw string token stands for.
 std::string decode_key(std::string_view raw) {
+  // Most keys hold no escape: their text is the key.
+  if (raw.size() >= 2 && raw.back() == '"' && raw.find('\\') == std::string_view::npos) return std::string(raw.substr(1, raw.size() - 2));
   try {
     return nlohmann::json::parse(raw).get<std::string>();
   } catch (const nlohmann::json::exception&) {
@@ -106,7 +108,8 @@ std::string pointer_step(std::string_view key) {
   return step;
 }
 
-JsonLocations::JsonLocations(std::string_view text) {
+JsonLocations::JsonLocations(std::string_view text, Index index) {
+  const bool all = index == Index::ALL;
   Cursor cursor(text);
   std::vector<Open> open;
   std::string pointer;  // the pointer of the value about to start
@@ -114,7 +117,7 @@ JsonLocations::JsonLocations(std::string_view text) {
   cursor.skip_space();
   while (!cursor.done()) {
     // A value starts here.
-    values_.emplace(pointer, cursor.where());
+    if (all) values_.emplace(pointer, cursor.where());
     const char c = cursor.peek();
     if (c == '{' || c == '[') {
       open.push_back(Open{.pointer = pointer, .object = c == '{'});
@@ -148,7 +151,7 @@ JsonLocations::JsonLocations(std::string_view text) {
         const std::string key = decode_key(cursor.skip_string());
         pointer = top.pointer;
         pointer.append("/").append(pointer_step(key));
-        keys_.emplace(pointer, key_at);
+        if (all) keys_.emplace(pointer, key_at);
         if (!top.keys.insert(key).second && !repeated_key_) repeated_key_ = Repeated{.pointer = pointer, .key = key_at};
         cursor.skip_space();
         if (cursor.peek() != ':') return;

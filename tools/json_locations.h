@@ -36,7 +36,10 @@ class JsonLocations {
  public:
   // Indexes `text`, which a JSON parser accepted. A text that is not valid JSON gives an index
   // that may lack entries, never a crash.
-  explicit JsonLocations(std::string_view text);
+  // What the index holds: every value and key, or only the first repeated key (a much cheaper
+  // walk, for texts that are read without error).
+  enum class Index { ALL, REPEATED_KEY };
+  explicit JsonLocations(std::string_view text, Index index = Index::ALL);
 
   // Where the value at `pointer` starts ("" is the whole text), or nullopt when there is none.
   std::optional<Location> value(std::string_view pointer) const;

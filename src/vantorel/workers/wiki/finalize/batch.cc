@@ -17,8 +17,6 @@ namespace vantorel::workers::wiki {
 
 namespace {
 
-constexpr std::size_t NO_TARGET = static_cast<std::size_t>(-1);
-
 // The first two pages, in plan order, that claim a file: the owner of the file for every page but
 // the first claimant itself, and the owner for that one.
 struct Claimants {

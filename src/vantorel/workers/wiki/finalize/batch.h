@@ -33,8 +33,6 @@ struct PageInput {
   std::span<const Diagram> diagrams{};  // the diagrams code places
   std::string_view grounding{};        // the page's grounding
   FinalizeOptions options{};           // seeds and fill_citations
-
-  bool operator==(const PageInput&) const = default;
 };
 
 class FinalizeBatch {
