@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
 
 #include <cstdlib>
 #include <filesystem>
@@ -182,6 +185,8 @@ TEST_F(Program, BadInputExitsWithTwoAndAMessageNamingTheFile) {
        "wiki.json:66:18: page id 'server' is used twice (first on line 40)"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"quickstart\"", "\"../x\""); },
        "wiki.json:66:18: page id '../x' is not a plain file name"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"quickstart\"", "\"a/b\""); },
+       "wiki.json:66:18: page id 'a/b' is not a plain file name"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"guide\"", "\"tutorial\""); }, "wiki.json:69:15: unknown page type 'tutorial'"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"title\": \"Cellar\"", "\"tilte\": \"Cellar\""); },
        "wiki.json:13:7: pages[0] has an unknown field 'tilte'"},
@@ -202,6 +207,70 @@ TEST_F(Program, BadInputExitsWithTwoAndAMessageNamingTheFile) {
     EXPECT_EQ(done.err.find('\n'), done.err.size() - 1) << done.err;
     EXPECT_EQ(snapshot(repo), files) << c.expected;
   }
+}
+
+// A wiki folder `wiki` under `repo` with `count` small guide pages, each mentioning the next.
+void write_big_wiki(const fs::path& repo, std::size_t count) {
+  fs::create_directories(repo / "wiki");
+  nlohmann::ordered_json pages = nlohmann::ordered_json::array();
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::string id = std::string("p").append(std::to_string(i));
+    pages.push_back({{"page_id", id}, {"title", std::string("Page ").append(std::to_string(i))}, {"type", i == 0 ? "overview" : "guide"}});
+    write_text(repo / "wiki" / std::string(id).append(".md"),
+               std::string("How to use it; see Page ").append(std::to_string(i + 1)).append(".\n\n## Steps\n\nRun it.\n"));
+  }
+  write_text(repo / "wiki" / "wiki.json", nlohmann::ordered_json{{"pages", pages}}.dump());
+}
+
+TEST_F(Program, OddBytesAHugePageAndAHugePlan) {
+  write_text(pages / "log.md", "\xFF\xFE# Log\n\nRecords \x80\xC3 and \r stray bytes.\n\n```\n\xFF\n```\n");
+  std::string huge;
+  while (huge.size() < 50'000'000) huge.append("The Storage engine keeps `src/cellar.c` in memory; see the Protocol server.\n\n");
+  write_text(pages / "quickstart.md", huge);
+  finalize();
+  EXPECT_EQ(run({"--check", "repo"}).status, 0);
+  EXPECT_NE(read_text(pages / "log.md").find("Records \x80\xC3 and \n stray bytes."), std::string::npos);  // a lone "\r" ends a line
+  EXPECT_GT(fs::file_size(pages / "quickstart.md"), huge.size());
+
+  write_big_wiki(scratch / "big", 20'000);
+  const ProgramRun done = run({"--jobs", "2", "big"});
+  ASSERT_EQ(done.status, 0) << done.err;
+  EXPECT_NE(done.err.find("20000 pages, 20000 changed"), std::string::npos) << done.err;
+  EXPECT_NE(read_text(scratch / "big" / "wiki" / "p7.md").find("[Page 8](p8.md)"), std::string::npos);
+}
+
+// SIGINT in the middle of a run: exit code 130, and every page file whole, either as it was or
+// as an uninterrupted run writes it, with no temporary file left.
+TEST_F(Program, AnInterruptLeavesEveryPageWholeAndExitsWith130) {
+  write_big_wiki(scratch / "before", 20'000);
+  fs::copy(scratch / "before", scratch / "after", fs::copy_options::recursive);
+  ASSERT_EQ(run({"after"}).status, 0);
+  for (const int delay_ms : {300, 1000, 100}) {
+    fs::remove_all(scratch / "cut");
+    fs::copy(scratch / "before", scratch / "cut", fs::copy_options::recursive);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      const int null = ::open("/dev/null", O_WRONLY);
+      ::dup2(null, 1), ::dup2(null, 2);
+      const std::string folder = (scratch / "cut").string();
+      ::execl(WIKI_FINALIZE_PROGRAM, WIKI_FINALIZE_PROGRAM, folder.c_str(), static_cast<char*>(nullptr));
+      ::_exit(127);
+    }
+    ::usleep(static_cast<useconds_t>(delay_ms) * 1000);
+    ::kill(child, SIGINT);
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    if (!WIFEXITED(status)) continue;  // the signal came before the program caught it: wait longer
+    const auto before = snapshot(scratch / "before"), after = snapshot(scratch / "after"), cut = snapshot(scratch / "cut");
+    for (const auto& [path, text] : cut) {
+      EXPECT_FALSE(fs::path(path).filename().string().starts_with(".")) << "a temporary file was left: " << path;
+      EXPECT_TRUE((before.contains(path) && before.at(path) == text) || (after.contains(path) && after.at(path) == text)) << path;
+    }
+    if (WEXITSTATUS(status) == 130) return;
+    EXPECT_EQ(WEXITSTATUS(status), 0);  // done before the signal came
+  }
+  ADD_FAILURE() << "no run was interrupted";
 }
 
 TEST_F(Program, HelpVersionAndUsageErrors) {
