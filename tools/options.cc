@@ -226,7 +226,8 @@ Read-only subcommands (FILE may be "-" for standard input):
   contract PAGE_ID [REPO]     the page contract handed to an agent, as JSON
 
 Exit status: 0 done (with --check: nothing would change), 1 with --check: something would
-change, 2 trouble (a usage error, a bad wiki.json, a file that cannot be read or written).
+change, 2 trouble (a usage error, a bad wiki.json, a file that cannot be read or written),
+130 interrupted (no page was left half-written).
 )";
 }
 
