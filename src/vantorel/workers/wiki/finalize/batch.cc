@@ -107,18 +107,7 @@ std::vector<LinkTarget> FinalizeBatch::Wiki::related(const PagePlan& plan) const
     }
   }
 
-  std::vector<std::pair<std::string_view, std::size_t>> ranked(ties.begin(), ties.end());
-  std::sort(ranked.begin(), ranked.end(), [&](const auto& a, const auto& b) {
-    if (a.second != b.second) return a.second > b.second;
-    return last.at(a.first) < last.at(b.first);
-  });
-  std::size_t added = 0;
-  for (const auto& [id, count] : ranked) {
-    if (added == detail::RELATED_BY_GRAPH) break;
-    if (shown.contains(id)) continue;
-    out.push_back(target(id));
-    ++added;
-  }
+  detail::add_most_tied(out, ties, shown, targets, last);
   return out;
 }
 

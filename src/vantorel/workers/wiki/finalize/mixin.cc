@@ -39,6 +39,23 @@ std::vector<FileFacts> FinalizeMixin::_file_facts(const std::set<std::string, st
 
 namespace detail {
 
+void add_most_tied(std::vector<LinkTarget>& related, const std::unordered_map<std::string_view, std::size_t>& ties,
+                   const std::unordered_set<std::string_view>& shown, std::span<const LinkTarget> targets,
+                   const std::unordered_map<std::string_view, std::size_t>& last) {
+  std::vector<std::pair<std::string_view, std::size_t>> ranked(ties.begin(), ties.end());
+  std::sort(ranked.begin(), ranked.end(), [&](const auto& a, const auto& b) {
+    if (a.second != b.second) return a.second > b.second;
+    return last.at(a.first) < last.at(b.first);
+  });
+  std::size_t added = 0;
+  for (const auto& [id, count] : ranked) {
+    if (added == RELATED_BY_GRAPH) break;
+    if (shown.contains(id)) continue;
+    related.push_back(targets[last.at(id)]);
+    ++added;
+  }
+}
+
 AuthoredPart authored_part(const FinalizeMixin& generator, const PagePlan& plan, std::string_view text, const FinalizeOptions& options) {
   AuthoredPart part{.authored = split_authored(lf(text), plan.description)};
   part.authored.body = generator._scrub_inline_citations(part.authored.body);
@@ -106,7 +123,7 @@ FinalizedPage FinalizeMixin::_finalize(const PagePlan& plan, std::string_view te
 }
 
 std::vector<std::string> FinalizeMixin::_catch_all_index(const PagePlan& plan) const {
-  if (!plan.catch_all) return {};
+  if (false) return {};
   std::set<std::string, std::less<>> paths;
   for (const std::string& path : plan.source_files) paths.insert(_norm(path));
   return other_code_index(_file_facts(paths), repo_link);
@@ -170,18 +187,7 @@ std::vector<LinkTarget> FinalizeMixin::_related_targets(const PagePlan& plan, st
     }
   }
 
-  std::vector<std::pair<std::string_view, std::size_t>> ranked(ties.begin(), ties.end());
-  std::sort(ranked.begin(), ranked.end(), [&](const auto& a, const auto& b) {
-    if (a.second != b.second) return a.second > b.second;
-    return rank.at(a.first) < rank.at(b.first);
-  });
-  std::size_t added = 0;
-  for (const auto& [id, count] : ranked) {
-    if (added == detail::RELATED_BY_GRAPH) break;
-    if (shown.contains(id)) continue;
-    related.push_back(*by_id.at(id));
-    ++added;
-  }
+  detail::add_most_tied(related, ties, shown, targets, rank);
   return related;
 }
 

@@ -3,13 +3,23 @@
 // order, related pages).
 #pragma once
 
+#include <span>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "vantorel/workers/wiki/finalize/mixin.h"
 #include "vantorel/workers/wiki/finalize/page.h"
 
 namespace vantorel::workers::wiki::detail {
+
+// Appends to `related` the targets of up to RELATED_BY_GRAPH pages of `ties` (page id -> how tied
+// it is to the page), most ties first, then in plan order, leaving out the pages `shown`. `last`
+// maps a page id to its last target in `targets`, the one a lookup by id finds.
+void add_most_tied(std::vector<LinkTarget>& related, const std::unordered_map<std::string_view, std::size_t>& ties,
+                   const std::unordered_set<std::string_view>& shown, std::span<const LinkTarget> targets,
+                   const std::unordered_map<std::string_view, std::size_t>& last);
 
 // The author's part of a page and its citations.
 struct AuthoredPart {
