@@ -123,7 +123,7 @@ FinalizedPage FinalizeMixin::_finalize(const PagePlan& plan, std::string_view te
 }
 
 std::vector<std::string> FinalizeMixin::_catch_all_index(const PagePlan& plan) const {
-  if (false) return {};
+  if (!plan.catch_all) return {};
   std::set<std::string, std::less<>> paths;
   for (const std::string& path : plan.source_files) paths.insert(_norm(path));
   return other_code_index(_file_facts(paths), repo_link);
