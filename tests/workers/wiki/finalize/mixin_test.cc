@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "vantorel/workers/wiki/finalize/reading_order.h"
-
 namespace vantorel::workers::wiki {
 namespace {
 
@@ -19,13 +17,11 @@ class FakeGenerator : public FinalizeMixin {
   std::filesystem::path repo = "/nonexistent-repository";
   WikiConfig config{};
   DependentsMap deps{};
-  std::vector<Citation> prose{};   // what the prose of any body cites
-  std::vector<Diagram> built{};    // what the diagram builder draws
-  std::vector<FileFacts> facts{};  // what the repository knows of any file
+  std::vector<Citation> prose{};  // what the prose of any body cites
+  std::vector<Diagram> built{};   // what the diagram builder draws
   bool fail_validation = false;
 
   mutable int deps_calls = 0, build_calls = 0;
-  mutable std::optional<std::set<std::string, std::less<>>> facts_paths{};  // set when file facts are asked for
 
   const std::filesystem::path& repository() const override { return repo; }
   const WikiConfig& wiki_config() const override { return config; }
@@ -41,13 +37,10 @@ class FakeGenerator : public FinalizeMixin {
     return citations.push_back({{"path", "filled.c"}}), citations;
   }
   std::vector<Diagram> _build_diagrams(const PagePlan&) const override { return ++build_calls, built; }
-  // Finalizes the first plan with `diagrams` and no grounding.
-  FinalizedPage run(std::string_view text, const FinalizeOptions& options = {}, std::span<const Diagram> diagrams = {}) const {
-    return _finalize(_plans.at(0), text, diagrams, "", options);
+  // Finalizes the first plan with no diagrams and no grounding.
+  FinalizedPage run(std::string_view text, const FinalizeOptions& options = {}) const {
+    return _finalize(_plans.at(0), text, {}, "", options);
   }
-
- protected:
-  std::vector<FileFacts> _file_facts(const std::set<std::string, std::less<>>& paths) const override { return facts_paths = paths, facts; }
 };
 
 // The id of the catalogue's first unit type, or of its first other type.
@@ -91,50 +84,6 @@ TEST(Finalize, SummaryFromAuthorOrPlan) {
   EXPECT_EQ(g.run("Body.").markdown, plan.markdown);
   g._plans[0].description = "";
   EXPECT_EQ(g.run("Body.").markdown, "# Title of a\n\nBody.\n");
-}
-
-TEST(Finalize, NeighboursInReadingOrder) {
-  FakeGenerator g;
-  std::vector<PagePlan> order;  // the catalogue is in navigation order; within a type, plan order
-  for (const PageType& type : page_types()) {
-    for (const char* n : {"-1", "-2"}) g._plans.insert(g._plans.begin(), page(std::string(type.id).append(n), {}, {}, type.id));
-    order.insert(order.end(), g._plans.begin(), g._plans.begin() + 2);
-  }
-  ASSERT_EQ(reading_order(g._plans), order);
-  auto link = [](std::string lead, const PagePlan& p) { return lead.append(": [").append(p.title).append("](").append(p.page_id); };
-  for (std::size_t i = 0; i < order.size(); ++i) {
-    const std::string md = g._finalize(order[i], "x", {}, "").markdown;
-    EXPECT_EQ(has(md, "Previous:"), i > 0 && has(md, link("Previous", order[i - 1]))) << md;
-    EXPECT_EQ(has(md, "Next:"), i + 1 < order.size() && has(md, link("Next", order[i + 1]))) << md;
-  }
-  EXPECT_FALSE(has(g._finalize(page("stranger"), "x", {}, "").markdown, "wiki:footer"));  // not in the plan: no neighbours
-}
-
-TEST(Finalize, CatchAllIndexOnlyForTheCatchAllPage) {
-  FakeGenerator g;
-  g.facts = {FileFacts{.path = "lib/x.c", .symbols = 3, .loc = 40}};
-  g._plans = {page("a", {"./lib/x.c", "lib//x.c", "lib\\x.c"})};
-  EXPECT_FALSE(has(g.run("x").markdown, "wiki:index"));
-  EXPECT_EQ(g.facts_paths, std::nullopt);
-  g._plans[0].catch_all = true;
-  const std::string md = g.run("x").markdown;
-  EXPECT_EQ(g.facts_paths, (std::set<std::string, std::less<>>{"lib/x.c"}));  // normalized, once
-  EXPECT_TRUE(has(md, "<!-- wiki:index -->\n## Files\n") && has(md, "\n| [lib/x.c](../lib/x.c) | 3 | 40 |\n<!-- /wiki:index -->")) << md;
-}
-
-TEST(Finalize, FinalizingTheResultAgainChangesNothing) {
-  FakeGenerator g;
-  g.prose = {Citation{{"path", "src/a.c"}}};
-  g._plans = {page("a", {"src/a.c"}, {"b"}), page("b", {"src/b.c"})};
-  g._plans[0].catch_all = true;
-  g.facts = {FileFacts{.path = "src/a.c", .symbols = 1, .loc = 2}};
-  const std::vector<Diagram> diagrams = {Diagram{.heading = "Dependencies", .mermaid = "flowchart LR\n  a --> b"}};
-  const FinalizedPage first = g.run("---\nsummary: S.\n---\n# T\n\nSee Title of b.\n\n## Usage\n\nText.", {}, diagrams);
-  const FinalizedPage second = g.run(first.markdown, {}, diagrams);
-  EXPECT_EQ(second.markdown, first.markdown);
-  // The first run's links are part of the authored text from then on, and stay as they are.
-  EXPECT_TRUE(has(second.authored.body, "[Title of b](b.md)"));
-  EXPECT_EQ(g.run(second.markdown, {}, diagrams).authored, second.authored);
 }
 
 TEST(Finalize, CollaboratorFailuresReachTheCaller) {
