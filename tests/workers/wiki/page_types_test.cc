@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "vantorel/workers/wiki/page_rules/page_rules.h"
-#include "vantorel/workers/wiki/types/types.h"
 #include "vantorel/workers/wiki_types/wiki_types.h"
 
 namespace vantorel::workers::wiki {
@@ -70,16 +68,6 @@ TEST(DiagramsFor, AuthoredSequenceByImportance) {
   }
   EXPECT_TRUE(diagrams_for(PageType{.sections = {{.key = "purpose"}}}, "high", AUTHORED).empty());
   EXPECT_TRUE(diagrams_for(with, "high", "code").empty());
-}
-
-TEST(PlanType, CatalogueTypeOrThrowNamingTheId) {
-  EXPECT_EQ(&plan_type(PagePlan{.type_id = "module"}), find_page_type("module"));
-  try {
-    plan_type(PagePlan{.page_id = "cli", .type_id = "widget"});
-    ADD_FAILURE() << "no exception";
-  } catch (const std::out_of_range& e) {
-    EXPECT_NE(std::string(e.what()).find("'widget'"), std::string::npos) << e.what();
-  }
 }
 
 // The budget comes first, the required headings are named, the files close the list, at most 20.
