@@ -104,15 +104,6 @@ TEST(Autolink, NeverLinkedTargets) {
   }
 }
 
-TEST(Autolink, NoTargetsGiveTheBodyBack) {
-  const std::vector<LinkTarget> none;
-  const std::vector<LinkTarget> only_self = {LinkTarget("home", "Config", {"a.c"}, {})};
-  for (const std::string body : {"", "Config `a.c`", "a\r\n\xFF\xC3\n```\n", "[x](config.md)"}) {
-    EXPECT_EQ(autolink(body, none, "home"), body);
-    EXPECT_EQ(autolink(body, only_self, "home"), body);
-  }
-}
-
 // Pieces of generated bodies: titles, other prose, file spans, links, code, HTML, odd bytes.
 const std::vector<std::string> TITLES = {"Config", "Config loader", "loader", "C++", "Na\u00efve", "x\xFFy", " spaced ", "Go!",
                                          "end\\",  "(paren)",       "\xFF",   "a a", "www",        "Fine",   "a[b",      ""};
