@@ -91,20 +91,5 @@ TEST(Lines, SplitOnLineFeedOnly) {
   }
 }
 
-TEST(Lines, ViewsPointIntoTheText) {
-  const std::string text = "ab\ncd";
-  const std::vector<std::string_view> lines = split_lines(text);
-  EXPECT_EQ(lines[0].data(), text.data());
-  EXPECT_EQ(lines[1].data(), text.data() + 3);
-}
-
-TEST(Join, SeparatorsOnlyBetweenParts) {
-  EXPECT_EQ(join({}, "\n"), "");
-  EXPECT_EQ(join({"a"}, "\n\n"), "a");
-  EXPECT_EQ(join({"a", "", "b"}, ", "), "a, , b");
-  const std::vector<std::string> owned = {"x", "y"};
-  EXPECT_EQ(join(owned, "\n"), "x\ny");
-}
-
 }  // namespace
 }  // namespace vantorel::text
