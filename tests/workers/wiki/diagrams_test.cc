@@ -51,18 +51,6 @@ TEST(BuildDiagrams, AtMostMaxEdgesThenACommentLine) {
   }
 }
 
-TEST(BuildDiagrams, NoEdgesGivesNothing) {
-  struct Case {
-    std::string name;
-    DependentsMap graph;
-    std::vector<std::string> files;
-  } cases[] = {{"empty graph", {}, {"a.c"}},
-               {"no page files", {{"a.c", {"b.c"}}}, {"./", ""}},
-               {"page file not in the graph", {{"a.c", {"b.c"}}}, {"c.c"}},
-               {"only a file depending on itself", {{"a.c", {"a.c"}}, {"b.c", {}}}, {"a.c", "b.c"}}};
-  for (const Case& c : cases) EXPECT_TRUE(build(c.graph, c.files).empty()) << c.name;
-}
-
 TEST(BuildDiagrams, LabelsAreQuotedAsEntities) {
   EXPECT_EQ(build({{"b.c", {"a\"#<>`\r\n.c"}}}, {"b.c"}),
             (std::vector<Diagram>{{.heading = "Dependencies",

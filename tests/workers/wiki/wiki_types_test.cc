@@ -32,14 +32,5 @@ TEST(HeadingMatches, NormalizedCaseless) {
   for (std::string no : {"Dataflow", "Data flows", "Data-flow", ""}) EXPECT_FALSE(heading_matches(spec, no)) << no;
 }
 
-TEST(DiagramSlot, FromTheTypesTable) {
-  const PageType type{.sections = {{.key = "design", .heading = "Design"}},
-                      .diagram_slots = {{"Architecture", "design"}, {"Class diagram", "absent"}}};
-  ASSERT_NE(diagram_slot(type, "Architecture"), nullptr);
-  EXPECT_EQ(diagram_slot(type, "Architecture")->key, "design");
-  EXPECT_EQ(diagram_slot(type, "Class diagram"), nullptr);
-  EXPECT_EQ(diagram_slot(type, "Data flow"), nullptr);
-}
-
 }  // namespace
 }  // namespace vantorel::workers
