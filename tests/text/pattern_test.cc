@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace vantorel::text {
@@ -82,27 +81,6 @@ TEST(Pattern, LimitReachedThrows) {
   const Pattern runaway("(a+)+$", Pattern::NONE, Pattern::Limits{.match = 1000, .depth = 1000});
   EXPECT_THROW(runaway.search(std::string(40, 'a') + "!"), PatternError);
   EXPECT_TRUE(runaway.search("aaa"));
-}
-
-TEST(Pattern, SharedAcrossThreads) {
-  static const Pattern pattern(R"(^(\S+)\s+(\d+)$)");
-  std::vector<std::thread> threads;
-  std::vector<int> failures(4, 0);
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([t, &failures] {
-      std::string word(1, 'w');
-      word += std::to_string(t);
-      for (int i = 0; i < 2000; ++i) {
-        std::string subject = word;
-        subject += "\u3000";
-        subject += std::to_string(i);
-        const Match m = pattern.match(subject);
-        if (!m || m[1] != word || m[2] != std::to_string(i)) ++failures[t];
-      }
-    });
-  }
-  for (std::thread& th : threads) th.join();
-  EXPECT_EQ(failures, std::vector<int>(4, 0));
 }
 
 // UTF mode, for Unicode properties: an invalid byte is a character that nothing matches, and the
