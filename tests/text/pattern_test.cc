@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace vantorel::text {
@@ -81,6 +82,26 @@ TEST(Pattern, LimitReachedThrows) {
   const Pattern runaway("(a+)+$", Pattern::NONE, Pattern::Limits{.match = 1000, .depth = 1000});
   EXPECT_THROW(runaway.search(std::string(40, 'a') + "!"), PatternError);
   EXPECT_TRUE(runaway.search("aaa"));
+}
+
+// Four threads match one pattern at once; each must read back its own groups.
+TEST(Pattern, SharedAcrossThreads) {
+  static const Pattern pattern(R"(^(\S+)\s+(\d+)$)");
+  std::vector<int> failures(4, 0);
+  {
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 4; ++t) {
+      threads.emplace_back([t, &failures] {
+        const std::string word = std::string(1, 'w').append(std::to_string(t));
+        for (int i = 0; i < 2000; ++i) {
+          const std::string subject = std::string(word).append("\u3000").append(std::to_string(i));
+          const Match m = pattern.match(subject);
+          failures[t] += !m || m[1] != word || m[2] != std::to_string(i);
+        }
+      });
+    }
+  }
+  EXPECT_EQ(failures, std::vector<int>(4, 0));
 }
 
 // UTF mode, for Unicode properties: an invalid byte is a character that nothing matches, and the
