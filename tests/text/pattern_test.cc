@@ -84,23 +84,24 @@ TEST(Pattern, LimitReachedThrows) {
   EXPECT_TRUE(runaway.search("aaa"));
 }
 
-// Four threads match one pattern at once; each must read back its own groups.
 TEST(Pattern, SharedAcrossThreads) {
   static const Pattern pattern(R"(^(\S+)\s+(\d+)$)");
+  std::vector<std::thread> threads;
   std::vector<int> failures(4, 0);
-  {
-    std::vector<std::jthread> threads;
-    for (int t = 0; t < 4; ++t) {
-      threads.emplace_back([t, &failures] {
-        const std::string word = std::string(1, 'w').append(std::to_string(t));
-        for (int i = 0; i < 2000; ++i) {
-          const std::string subject = std::string(word).append("\u3000").append(std::to_string(i));
-          const Match m = pattern.match(subject);
-          failures[t] += !m || m[1] != word || m[2] != std::to_string(i);
-        }
-      });
-    }
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t, &failures] {
+      std::string word(1, 'w');
+      word += std::to_string(t);
+      for (int i = 0; i < 2000; ++i) {
+        std::string subject = word;
+        subject += "\u3000";
+        subject += std::to_string(i);
+        const Match m = pattern.match(subject);
+        if (!m || m[1] != word || m[2] != std::to_string(i)) ++failures[t];
+      }
+    });
   }
+  for (std::thread& th : threads) th.join();
   EXPECT_EQ(failures, std::vector<int>(4, 0));
 }
 
