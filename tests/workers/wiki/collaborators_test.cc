@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
-#include <vector>
 
 #include "vantorel/workers/wiki/repo_facts/repo_facts.h"
 #include "vantorel/workers/wiki/verify/verify.h"
@@ -35,20 +33,6 @@ TEST(Norm, Paths) {
       {"", ""},
   };
   for (const Case& c : cases) EXPECT_EQ(_norm(c.in), c.out) << c.in;
-}
-
-TEST(Norm, NormalizingTwiceChangesNothing) {
-  std::mt19937 rng(7);
-  const std::string alphabet = "./\\a ";
-  for (int i = 0; i < 20000; ++i) {
-    std::string path;
-    const int n = static_cast<int>(rng() % 9);
-    for (int k = 0; k < n; ++k) path += alphabet[rng() % alphabet.size()];
-    const std::string once = _norm(path);
-    ASSERT_EQ(_norm(once), once) << "path: [" << path << "]";
-    ASSERT_EQ(once.find('\\'), std::string::npos);
-    ASSERT_EQ(once.find("//"), std::string::npos);
-  }
 }
 
 TEST(FenceLine, WhatOpensOrClosesFencedCode) {
