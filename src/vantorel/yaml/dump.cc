@@ -206,13 +206,13 @@ class ScalarWriter {
 enum class Context { BLOCK_VALUE, FLOW };
 
 // Appends `text` as one scalar in the first style that reads back as the same text.
-void write_scalar(std::string& out, std::string_view text, Context context, std::size_t column) {
+void write_scalar(std::string& out, std::string_view text, Context context, std::size_t column, bool plain_allowed = true) {
   const std::u32string t = decode(text);
   const Analysis a = analyze(t);
   ScalarWriter writer(out, column, context == Context::BLOCK_VALUE);
   // The typing patterns are ASCII, so bytes `decode` replaced never change their verdict.
-  const bool plain =
-      context == Context::BLOCK_VALUE ? a.block_plain && !resolves_to_non_string(text) : a.flow_plain && !is_null_spelling(text);
+  const bool plain = plain_allowed && (context == Context::BLOCK_VALUE ? a.block_plain && !resolves_to_non_string(text)
+                                                                       : a.flow_plain && !is_null_spelling(text));
   if (plain) {
     writer.plain(t);
   } else if (a.single_quoted) {
@@ -263,11 +263,11 @@ std::string as_text(const Node& node) {
   return out;
 }
 
-std::string dump_summary(std::string_view summary) {
+std::string dump_summary(std::string_view summary, bool plain_allowed) {
   std::string out;
   out.reserve(SUMMARY_KEY.size() + summary.size() + 2);
   out.append(SUMMARY_KEY);
-  write_scalar(out, summary, Context::BLOCK_VALUE, SUMMARY_KEY.size());
+  write_scalar(out, summary, Context::BLOCK_VALUE, SUMMARY_KEY.size(), plain_allowed);
   return out;
 }
 

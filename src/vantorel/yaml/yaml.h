@@ -101,6 +101,9 @@ const Node* find(const Node& mapping, std::string_view key);
 //   dump_summary("Parses the configuration.") == "summary: Parses the configuration."
 //   dump_summary("a: b") == "summary: 'a: b'"
 //   dump_summary("tab\there") == "summary: \"tab\\there\""
-std::string dump_summary(std::string_view summary);
+//
+// With `plain_allowed` false the scalar is quoted even where plain would do, for callers that
+// trim the line afterwards and must not cut into a plain scalar ending in non-YAML white space.
+std::string dump_summary(std::string_view summary, bool plain_allowed = true);
 
 }  // namespace vantorel::yaml

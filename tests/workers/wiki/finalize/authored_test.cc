@@ -15,6 +15,8 @@ TEST(AuthoredText, FrontMatterThenBody) {
   EXPECT_EQ((Authored{.body = "Body."}).text(), "Body.");
   EXPECT_EQ((Authored{.body = "Body.", .summary = "Parses the configuration."}).text(),
             "---\nsummary: Parses the configuration.\n---\n\nBody.");
+  // Trimming the line must not take white space YAML keeps off the end of a plain scalar.
+  EXPECT_EQ((Authored{.body = "B", .summary = "~\u00a0"}).text(), "---\nsummary: '~\u00a0'\n---\n\nB");
 }
 
 TEST(SplitAuthored, SummaryFromFrontMatterBlockOrQuote) {

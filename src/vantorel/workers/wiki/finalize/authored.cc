@@ -56,8 +56,14 @@ std::optional<std::string_view> summary_line(std::string_view text) noexcept {
 
 std::string Authored::text() const {
   if (summary.empty()) return body;
-  const std::string dumped = yaml::dump_summary(summary);
-  const std::string_view scalar = text::trim(dumped);
+  std::string dumped = yaml::dump_summary(summary);
+  std::string_view scalar = text::trim(dumped);
+  // YAML reads U+00A0, U+3000 and the like as part of a plain scalar, but trimming takes them
+  // off its end; quoting keeps them inside the value so the summary reads back whole.
+  if (scalar.size() != dumped.size()) {
+    dumped = yaml::dump_summary(summary, false);
+    scalar = text::trim(dumped);
+  }
   std::string out;
   out.reserve(scalar.size() + body.size() + 12);
   out.append("---\n").append(scalar).append("\n---\n\n").append(body);
