@@ -77,7 +77,7 @@ class Program : public ::testing::Test {
     };
     write_text(scratch / "in", input);
     std::string command = "cd ";
-    command.append(quoted((cwd.empty() ? scratch : cwd).string())).append(" && ").append(quoted(WIKI_FINALIZE_PROGRAM));
+    command.append(quoted((cwd.empty() ? scratch : cwd).string())).append(" && ").append(as_user).append(quoted(WIKI_FINALIZE_PROGRAM));
     for (const std::string& arg : args) command.append(" ").append(quoted(arg));
     command.append(" <").append(quoted((scratch / "in").string()));
     command.append(" >").append(quoted((scratch / "out").string())).append(" 2>").append(quoted((scratch / "err").string()));
@@ -91,6 +91,7 @@ class Program : public ::testing::Test {
     ASSERT_EQ(done.status, 0) << done.err;
   }
 
+  std::string as_user;  // a command that runs the program as another user, with a blank after it
   fs::path scratch = make_scratch();
   fs::path repo = scratch / "repo";
   fs::path pages = repo / "wiki";
@@ -265,6 +266,24 @@ TEST_F(Program, AnInterruptLeavesEveryPageWholeAndExitsWith130) {
     EXPECT_EQ(WEXITSTATUS(status), 0);  // done before the signal came
   }
   ADD_FAILURE() << "no run was interrupted";
+}
+
+// A wiki folder the program may not write to: refused before anything is read or written, while
+// --check, which writes nothing, still works. Root may write anywhere, so root runs it as nobody.
+TEST_F(Program, AReadOnlyWikiFolderIsRefusedUpFront) {
+  if (::geteuid() == 0) as_user = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
+  fs::permissions(scratch, fs::perms::others_read | fs::perms::others_exec, fs::perm_options::add);
+  const fs::perms writable = fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write;
+  fs::permissions(pages, writable, fs::perm_options::remove);
+  const auto files = snapshot(repo, true);
+  const ProgramRun done = run({"repo"});
+  EXPECT_EQ(done.status, 2);
+  EXPECT_EQ(done.err, "repo/wiki: cannot write to this folder: Permission denied\n");
+  const ProgramRun check = run({"--check", "repo"});
+  EXPECT_EQ(check.status, 1) << check.err;
+  EXPECT_TRUE(check.out.starts_with("repo/wiki/")) << check.out;
+  EXPECT_EQ(snapshot(repo, true), files);
+  fs::permissions(pages, fs::perms::owner_write, fs::perm_options::add);
 }
 
 TEST_F(Program, HelpVersionAndUsageErrors) {
