@@ -184,6 +184,9 @@ TEST(AutolinkLargeInput, NestedTitlesLongLinesAndWindowEnds) {
 TEST(RefreshLinkTexts, FormerTitlesBecomeTheCurrentOne) {
   std::vector<LinkTarget> links = targets();
   links.emplace_back("bad", "a]b", std::vector<std::string>{}, std::vector<std::string>{"Old"});
+  // Two targets share an href: a link showing either current title is left as it is.
+  links.emplace_back("dup", "New", std::vector<std::string>{}, std::vector<std::string>{"Shared", "Older"});
+  links.emplace_back("dup", "Shared", std::vector<std::string>{}, std::vector<std::string>{});
   const std::pair<std::string, std::string> cases[] = {
       {"[Cli tool](cli.md) and [CLI](cli.md).", "[Command line](cli.md) and [Command line](cli.md)."},
       {"# [Settings](config.md) [x [CLI](cli.md) y]", "# [Config](config.md) [x [Command line](cli.md) y]"},
@@ -192,6 +195,7 @@ TEST(RefreshLinkTexts, FormerTitlesBecomeTheCurrentOne) {
       {"[cli](cli.md) [ CLI ](cli.md) ![CLI](cli.md) [CLI][cli.md]", "[cli](cli.md) [ CLI ](cli.md) ![CLI](cli.md) [CLI][cli.md]"},
       {"`[CLI](cli.md)`\n```\n[CLI](cli.md)\n```\n[CLI](cli.md)", "`[CLI](cli.md)`\n```\n[CLI](cli.md)\n```\n[Command line](cli.md)"},
       {"[Old](bad.md)", "[Old](bad.md)"},  // the new title would break the link
+      {"[Shared](dup.md) [Older](dup.md)", "[Shared](dup.md) [New](dup.md)"},
   };
   for (const auto& [body, out] : cases) EXPECT_EQ(refresh_link_texts(body, links), out) << body;
   for (const std::string body : {"", "[CLI](cli.md)", "a\r\n\xFF"}) EXPECT_EQ(refresh_link_texts(body, {}), body);

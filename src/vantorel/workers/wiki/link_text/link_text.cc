@@ -740,10 +740,18 @@ LinkIndex::Data::Data(std::span<const LinkTarget> targets) : links(targets) {
 
 void LinkIndex::Data::prepare_hrefs() {
   href_of.assign(links.size(), NONE);
+  // A link showing the current title of some target with its href is not stale, even when two
+  // targets share the href and that text is a former title of the other one.
+  std::unordered_set<LinkKey, LinkKeyHash> shown;
+  if (std::any_of(links.begin(), links.end(), [](const LinkTarget& t) { return !t.former.empty(); })) {
+    for (const LinkTarget& target : links) shown.insert(LinkKey{target.href, target.title});
+  }
   for (std::size_t k = 0; k < links.size(); ++k) {
     const LinkTarget& target = links[k];
     if (!linkable_title(target.title)) continue;
-    for (const std::string& former : target.former) current_titles.try_emplace(LinkKey{target.href, former}, target.title);
+    for (const std::string& former : target.former) {
+      if (!shown.contains(LinkKey{target.href, former})) current_titles.try_emplace(LinkKey{target.href, former}, target.title);
+    }
     if (!linkable_href(target.href)) continue;
     const auto [it, fresh] = href_ids.try_emplace(target.href, static_cast<std::uint32_t>(hrefs.size()));
     if (fresh) hrefs.push_back(target.href);

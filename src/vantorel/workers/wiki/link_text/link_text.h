@@ -85,7 +85,8 @@ std::string autolink(std::string_view body, std::span<const LinkTarget> links, s
 // `body` with the text of each link "[text](href)" outside fenced and inline code replaced by the
 // target's current title when `href` is exactly a target's href and `text` exactly one of that
 // target's former titles (the first such target in list order). A target whose title `autolink`
-// would refuse keeps its old link texts. Everything else is copied byte for byte.
+// would refuse keeps its old link texts, and a text that is the current title of any target with
+// that href is kept (two targets may share an href). Everything else is copied byte for byte.
 //
 //   refresh_link_texts("[CLI](cli.md) and `[CLI](cli.md)`", links) == "[Command line](cli.md) and `[CLI](cli.md)`"
 std::string refresh_link_texts(std::string_view body, std::span<const LinkTarget> links);
