@@ -84,10 +84,15 @@ void check_autolink(std::string_view body, const std::vector<wiki::LinkTarget>& 
   check(wiki::LinkIndex(links).autolink(body, page_id) == linked, "LinkIndex::autolink differs from autolink", {{"body", body}});
   (void)wiki::refresh_link_texts(body, links);
 
-  // Links made per href: at most one per target with that href, none for the page itself.
+  // Links made per href: at most one per target with that href, none for the page itself. An href
+  // with white space or a parenthesis is never written, and "](" + href + ")" holding it in the body
+  // is prose, not a link, so a mention inside it may be linked.
   std::map<std::string, std::size_t> targets_per_href;
   for (const wiki::LinkTarget& target : links) targets_per_href[target.href] += target.page_id != page_id;
   for (const auto& [href, allowed] : targets_per_href) {
+    bool one_token = href.find_first_of("()") == std::string::npos;
+    for (std::size_t i = 0; one_token && i < href.size(); ++i) one_token = text::space_at(href, i) == 0;
+    if (!one_token) continue;
     std::string link = "](";
     link.append(href).append(")");
     const std::size_t before = count(body, link), after = count(linked, link);
