@@ -45,13 +45,17 @@ bool is_citation_text(std::string_view text) {
   return std::all_of(ext.begin(), ext.end(), ascii_alnum) && std::any_of(ext.begin(), ext.end(), ascii_alpha);
 }
 
+// Whether a citation's "[" may follow the byte `before`: not an escape, an image, a nested or
+// reference label, and not code-like text such as "x[i]", `files["a.js"]` or "f()[0]".
+bool can_precede_citation(char before) noexcept {
+  static constexpr std::string_view REFUSED = "\\![]_'\"`)}";
+  return !ascii_alnum(before) && REFUSED.find(before) == NPOS;
+}
+
 // The end of the inline citation whose "[" is `line[i]` (just past its "]"), or NPOS when none
 // starts there. Scans only up to the next "[", "]", "`" or white space.
 std::size_t inline_citation_end(std::string_view line, std::size_t i) {
-  if (i > 0) {
-    const char before = line[i - 1];
-    if (before == '\\' || before == '!' || before == '[' || before == ']') return NPOS;
-  }
+  if (i > 0 && !can_precede_citation(line[i - 1])) return NPOS;
   std::size_t j = i + 1;
   while (j < line.size() && line[j] != '[' && line[j] != ']' && line[j] != '`' && text::space_at(line, j) == 0) ++j;
   if (j == i + 1 || j == line.size() || line[j] != ']') return NPOS;
@@ -64,27 +68,16 @@ std::size_t inline_citation_end(std::string_view line, std::size_t i) {
   return is_citation_text(line.substr(i + 1, j - i - 1)) ? end : NPOS;
 }
 
-// Appends `line` to `out` without its inline citations.
-void scrub_line(std::string_view line, std::string& out) {
+// Appends `line` to `out` without its inline citations and the blanks and tabs right before each.
+void scrub_line(std::string_view line, std::vector<detail::InlineCitation>& found, std::string& out) {
+  found.clear();
+  detail::inline_citations(line, found);
   std::size_t copied = 0;
-  std::size_t i = 0;
-  while (i < line.size()) {
-    if (line[i] == '`') {
-      i = code_span_end(line, i);
-    } else if (line[i] == '[') {
-      const std::size_t end = inline_citation_end(line, i);
-      if (end == NPOS) {
-        ++i;
-        continue;
-      }
-      std::size_t cut = i;
-      while (cut > copied && (line[cut - 1] == ' ' || line[cut - 1] == '\t')) --cut;
-      out.append(line.substr(copied, cut - copied));
-      copied = end;
-      i = end;
-    } else {
-      ++i;
-    }
+  for (const detail::InlineCitation& citation : found) {
+    std::size_t cut = citation.begin;
+    while (cut > copied && (line[cut - 1] == ' ' || line[cut - 1] == '\t')) --cut;
+    out.append(line.substr(copied, cut - copied));
+    copied = citation.end;
   }
   out.append(line.substr(copied));
 }
@@ -146,6 +139,9 @@ class RepositoryFiles {
     }
     return e.lines && end <= *e.lines;
   }
+
+  // The number of lines of `path`, once `has_lines` has read it; 0 when it could not be read.
+  std::int64_t line_count(const std::string& path) { return entry(path).lines.value_or(0); }
 
  private:
   struct Entry {
@@ -276,9 +272,25 @@ bool valid_citation(const Citation& citation, RepositoryFiles& files) {
 
 }  // namespace
 
+void detail::inline_citations(std::string_view line, std::vector<InlineCitation>& out) {
+  std::size_t i = line.find_first_of("`[");
+  while (i < line.size()) {
+    if (line[i] == '`') {
+      i = code_span_end(line, i);
+    } else if (const std::size_t end = inline_citation_end(line, i); end != NPOS) {
+      out.push_back({i, end});
+      i = end;
+    } else {
+      ++i;
+    }
+    i = std::min(line.find_first_of("`[", i), line.size());
+  }
+}
+
 std::string VerifyMixin::_scrub_inline_citations(std::string_view body) const {
   std::string out;
   out.reserve(body.size());
+  std::vector<detail::InlineCitation> found;
   bool in_fence = false;
   bool first = true;
   for (std::string_view line : text::Lines(body)) {
@@ -290,7 +302,7 @@ std::string VerifyMixin::_scrub_inline_citations(std::string_view body) const {
     } else if (in_fence || line.find('[') == NPOS) {
       out.append(line);
     } else {
-      scrub_line(line, out);
+      scrub_line(line, found, out);
     }
   }
   return out;
@@ -315,6 +327,49 @@ std::vector<Citation> VerifyMixin::_validate_citations(std::string_view body, st
   }
   for (Citation& seed : seeds) {
     if (valid_citation(seed, files)) out.push_back(std::move(seed));
+  }
+  return out;
+}
+
+std::vector<CitationTarget> VerifyMixin::resolve_inline_citations(std::span<const std::string_view> texts) const {
+  static const text::Pattern shape(R"(([^:]+)(?::([0-9]+)(?:-([0-9]+))?)?)");
+  RepositoryFiles files(repository());
+  std::vector<CitationTarget> out;
+  out.reserve(texts.size());
+  for (const std::string_view text : texts) {
+    CitationTarget& target = out.emplace_back();
+    const text::Match m = shape.full_match(text);
+    if (!m) continue;
+    const std::optional<std::string> path = repository_path(m[1]);
+    if (!path) continue;
+    target.path = *path;
+    if (!files.exists(*path)) continue;
+    std::string link = _repo_rel_link(*path);
+    if (m.group(2)) {
+      const std::optional<std::int64_t> start = line_number(*m.group(2));
+      const std::optional<std::int64_t> end = m.group(3) ? line_number(*m.group(3)) : start;
+      target.start = start.value_or(0);
+      target.end = end.value_or(0);
+      if (!start || !end || *start < 1 || *start > *end) {
+        target.status = CitationTarget::Status::BAD_RANGE;
+        continue;
+      }
+      if (!files.has_lines(*path, *start, *end)) {
+        target.status = CitationTarget::Status::PAST_END;
+        target.file_lines = files.line_count(*path);
+        continue;
+      }
+      link.append("#L").append(std::to_string(*start));
+      if (m.group(3)) link.append("-L").append(std::to_string(*end));
+    }
+    // The link must read back as this very citation: a "#" in the path would start an anchor.
+    const std::optional<Citation> read_back = destination_citation(link);
+    if (!read_back || read_back->at("path").get_ref<const std::string&>() != *path) {
+      target.status = CitationTarget::Status::NO_LINK;
+      continue;
+    }
+    target.status = CitationTarget::Status::FOUND;
+    target.link = std::move(link);
   }
   return out;
 }
