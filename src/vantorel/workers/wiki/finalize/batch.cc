@@ -116,6 +116,7 @@ FinalizeBatch::~FinalizeBatch() = default;
 FinalizeBatch::FinalizeBatch(FinalizeBatch&&) noexcept = default;
 FinalizeBatch& FinalizeBatch::operator=(FinalizeBatch&&) noexcept = default;
 
+const FinalizeMixin& FinalizeBatch::generator() const noexcept { return wiki_->generator; }
 std::span<const LinkTarget> FinalizeBatch::link_targets() const noexcept { return wiki_->targets; }
 const LinkIndex& FinalizeBatch::link_index() const noexcept { return wiki_->index; }
 

@@ -49,6 +49,9 @@ class FinalizeBatch {
                          const FinalizeOptions& options = {}) const;
   FinalizedPage finalize(const PageInput& page) const;
 
+  // The generator the batch was built from.
+  const FinalizeMixin& generator() const noexcept;
+
   // What `generator._link_targets()` returns, and the same targets prepared for linking.
   std::span<const LinkTarget> link_targets() const noexcept;
   const LinkIndex& link_index() const noexcept;

@@ -1,0 +1,129 @@
+// What a page run must keep of what the author wrote: every non-blank run of the author's bytes
+// (a "word") is still on the finished page, as text, inside a link's text or behind an added
+// escape, except what the finalize step removes by design. The fuzz target of the page run and
+// the tests check it with these helpers.
+//
+//   Words removable = removable_words(repaired.text, plan.description, diagrams, links);
+//   EXPECT_TRUE(lost_words(author_text, page.markdown, removable).empty());
+//
+// Removed by design, per pass of repair and finalize over the repaired text `t`: its front-matter
+// (the summary is kept), the marker lines and the generated blocks (code writes them anew), what
+// the split takes out of the prose besides those (a first-line H1, the blockquote it moves into
+// the summary, "## Sources" and "## Related" sections of links only, sections holding only a
+// diagram code draws), authored copies of the diagrams code places, and link texts that showed a
+// page's former title. The inline-citation scrub is not among them: after the repair it must
+// remove nothing.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "vantorel/text/text.h"
+#include "vantorel/workers/wiki/finalize/finalize.h"
+#include "vantorel/workers/wiki/finalize/repair.h"
+#include "vantorel/workers/wiki/link_text/link_text.h"
+
+namespace vantorel::test_support {
+
+namespace wiki_ns = workers::wiki;
+
+// Word -> how many times.
+using Words = std::unordered_map<std::string, long>;
+
+// Adds `sign` for each word of `text`: each maximal run of characters that are not white space.
+inline void count_words(std::string_view text, Words& words, long sign = 1) {
+  std::size_t i = 0;
+  while (i < text.size()) {
+    while (i < text.size() && text::space_at(text, i) != 0) i += text::space_at(text, i);
+    const std::size_t start = i;
+    while (i < text.size() && text::space_at(text, i) == 0) ++i;
+    if (i > start) words[std::string(text.substr(start, i - start))] += sign;
+  }
+}
+
+// The words of `before` that `after` no longer has (as whole words), with their counts.
+inline Words removed_words(std::string_view before, std::string_view after) {
+  Words words;
+  count_words(before, words);
+  count_words(after, words, -1);
+  std::erase_if(words, [](const auto& entry) { return entry.second <= 0; });
+  return words;
+}
+
+inline void add(Words& to, const Words& from) {
+  for (const auto& [word, count] : from) to[word] += count;
+}
+
+// The words of the marker lines of `t`: they belong to the page format, not to the author.
+inline Words marker_words(std::string_view t) {
+  namespace wiki = wiki_ns;
+  Words words;
+  for (std::string_view line : text::Lines(t)) {
+    const std::string_view trimmed = text::trim(line);
+    if (wiki::detail::OPEN_RE().full_match(trimmed) || wiki::detail::CLOSE_RE().full_match(trimmed)) count_words(line, words);
+  }
+  return words;
+}
+
+// The words one pass may remove by design from the repaired text `t` (see the file comment).
+inline Words removable_words(std::string_view t, std::string_view plan_summary, std::span<const wiki_ns::Diagram> diagrams,
+                             const wiki_ns::LinkIndex& links) {
+  namespace wiki = wiki_ns;
+  Words removable;
+  const std::vector<std::string_view> lines = text::split_lines(t);
+  const std::size_t front = wiki::detail::front_matter_lines(t);
+  for (std::size_t i = 0; i < front && i < lines.size(); ++i) count_words(lines[i], removable);
+  const std::string_view rest = front < lines.size() ? t.substr(static_cast<std::size_t>(lines[front].data() - t.data())) : "";
+  for (const wiki::Segment& segment : wiki::_segments(rest)) {
+    if (!segment.part.empty())
+      for (std::string_view line : segment.lines) count_words(line, removable);
+  }
+  add(removable, marker_words(t));
+  const wiki::Authored authored = wiki::split_authored(t, plan_summary);
+  add(removable, removed_words(wiki::strip_generated(rest), authored.body));
+  const std::string copies_dropped = wiki::_drop_duplicate_diagrams(authored.body, diagrams);
+  add(removable, removed_words(authored.body, copies_dropped));
+  add(removable, removed_words(copies_dropped, links.refresh_link_texts(copies_dropped)));
+  return removable;
+}
+
+// How many times `word` stands in `text`, as a substring (occurrences do not overlap).
+inline long occurrences(std::string_view text, std::string_view word) {
+  long n = 0;
+  for (std::size_t at = text.find(word); at != std::string_view::npos; at = text.find(word, at + word.size())) ++n;
+  return n;
+}
+
+// `word` without the backslashes the repair puts before "[" to escape a citation.
+inline std::string unescaped(std::string_view word) {
+  std::string out;
+  for (std::size_t i = 0; i < word.size(); ++i) {
+    if (!(word[i] == '\\' && i + 1 < word.size() && word[i + 1] == '[')) out += word[i];
+  }
+  return out;
+}
+
+// The words of `author` that `page` holds fewer times than the author wrote them, beyond what
+// `removable` allows; empty when nothing is lost. A removable word allows each word it holds once
+// its escapes are taken out: the repair escapes a citation, or makes it a link, before a pass
+// removes it.
+inline std::vector<std::string> lost_words(std::string_view author, std::string_view page, const Words& removable) {
+  Words words;
+  count_words(author, words);
+  std::vector<std::string> lost;
+  for (const auto& [word, count] : words) {
+    long missing = count - occurrences(page, word);
+    if (missing <= 0) continue;
+    if (const auto same = removable.find(word); same != removable.end()) missing -= same->second;
+    for (auto it = removable.begin(); missing > 0 && it != removable.end(); ++it) {
+      if (it->first != word && unescaped(it->first).find(word) != std::string::npos) missing -= it->second;
+    }
+    if (missing > 0) lost.push_back(word);
+  }
+  return lost;
+}
+
+}  // namespace vantorel::test_support
