@@ -61,7 +61,7 @@ bench:
 # crashes or breaks an invariant, and prints that input (see fuzz/run).
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS ?= segments front_matter page_writer queries_autolink
+FUZZ_TARGETS ?= segments front_matter page_writer queries_autolink page_run
 fuzz:
 	@scripts/bootstrap fuzz
 	CC=clang-14 CXX=clang++-14 cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANTOREL_BUILD_FUZZERS=ON \

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <mutex>
 #include <ostream>
@@ -16,6 +17,7 @@
 #include "page_checks.h"
 #include "unified_diff.h"
 #include "vantorel/workers/wiki/finalize/finalize.h"
+#include "vantorel/workers/wiki/finalize/page_run.h"
 #include "vantorel/workers/wiki/orchestrator/orchestrator.h"
 #include "vantorel/workers/wiki/repo_facts/repo_facts.h"
 
@@ -37,13 +39,14 @@ struct PageJob {
 // What finalizing one page gave. Only what the rest of the run needs is kept, so that a run holds
 // the text of one page per thread at a time (both texts of a changed page with --diff).
 struct PageOutcome {
-  wiki::FinalizedPage page{};            // what the manifest stores; markdown and authored part dropped
-  bool changed = false;                  // the file does not hold the finished page yet
-  StagedFile staged{};                   // the new file, written but not in place (not with --check)
-  std::optional<std::string> on_disk{};  // with --diff and a change: what the file held
-  std::string bytes{};                   // with --diff and a change: what it should hold
-  std::vector<std::string> notes{};      // complete messages for standard error
-  std::string error{};                   // set when finalizing failed
+  wiki::FinalizedPage page{};                // what the manifest stores; markdown and authored part dropped
+  std::vector<std::string> block_digests{};  // what the manifest stores to tell edited blocks apart next time
+  bool changed = false;                      // the file does not hold the finished page yet
+  StagedFile staged{};                       // the new file, written but not in place (not with --check)
+  std::optional<std::string> on_disk{};      // with --diff and a change: what the file held
+  std::string bytes{};                       // with --diff and a change: what it should hold
+  std::vector<wiki::Finding> findings{};     // what the run repaired or reports, in the page file's order
+  std::string error{};                       // set when finalizing failed
 };
 
 // What a run does with a page once it is finalized.
@@ -55,6 +58,19 @@ struct RunMode {
 
 std::string encoded(std::string_view finished, Eol eol) { return eol == Eol::CRLF ? with_crlf(finished) : std::string(finished); }
 
+// The block digests the last run kept for `page_id`, or nullptr when its manifest row has none.
+std::optional<std::vector<std::string>> stored_digests(const wiki::WikiGenerator& generator, const std::string& page_id) {
+  const auto row = generator._existing.find(page_id);
+  if (row == generator._existing.end() || !row->second.is_object()) return std::nullopt;
+  const auto blocks = row->second.find("blocks");
+  if (blocks == row->second.end() || !blocks->is_array()) return std::nullopt;
+  std::vector<std::string> out;
+  for (const auto& digest : *blocks) {
+    if (digest.is_string()) out.push_back(digest.get<std::string>());
+  }
+  return out;
+}
+
 PageOutcome finalize_one(const wiki::WikiGenerator& generator, const wiki::FinalizeBatch& batch, const PageJob& job, RunMode mode) {
   PageOutcome outcome;
   const wiki::PagePlan& plan = job.entry->plan;
@@ -62,23 +78,29 @@ PageOutcome finalize_one(const wiki::WikiGenerator& generator, const wiki::Final
   const std::string& text = on_disk ? *on_disk : std::string();
   const std::vector<wiki::Diagram> diagrams =
       generator.wiki_config().diagrams ? generator._build_diagrams(plan) : std::vector<wiki::Diagram>();
-  const wiki::FinalizeOptions options{.seeds = job.entry->seeds, .fill_citations = true};
-  outcome.page = batch.finalize(plan, text, diagrams, job.entry->grounding, options);
+  const wiki::PageInput input{.plan = &plan,
+                              .text = text,
+                              .diagrams = diagrams,
+                              .grounding = job.entry->grounding,
+                              .options = {.seeds = job.entry->seeds, .fill_citations = true}};
+  wiki::PageRun run = wiki::run_page(batch, input);
+  outcome.page = std::move(run.page);
   const std::string& markdown = outcome.page.markdown;
 
-  if (batch.finalize(plan, markdown, diagrams, job.entry->grounding, options).markdown != markdown) {
-    std::string note = job.display;
-    note.append(": the page does not settle: finalizing the finished page again changes it; likely cause: ");
-    note.append(unsettled_cause(text, plan.title, plan.description));
-    outcome.notes.push_back(std::move(note));
-  }
+  outcome.findings = std::move(run.findings);
   if (on_disk) {
-    for (const std::string& part : edited_blocks(wiki::lf(*on_disk), markdown, batch.link_index())) {
-      std::string note = job.display;
-      note.append(": the ").append(part).append(" block was edited; it is written anew from the plan");
-      outcome.notes.push_back(std::move(note));
-    }
+    const std::optional<std::vector<std::string>> stored = stored_digests(generator, plan.page_id);
+    for (wiki::Finding& f : changed_blocks(run.repaired.text, run.repaired.origin, markdown, batch.link_index(), stored ? &*stored : nullptr))
+      outcome.findings.push_back(std::move(f));
   }
+  // In the order of the page file; findings without a place last.
+  std::stable_sort(outcome.findings.begin(), outcome.findings.end(), [](const wiki::Finding& a, const wiki::Finding& b) {
+    const auto key = [](const wiki::Finding& f) { return std::pair(f.line == 0 ? SIZE_MAX : f.line, f.column); };
+    return key(a) < key(b);
+  });
+  outcome.findings = wiki::in_file(std::move(outcome.findings), job.display);
+  outcome.block_digests = block_digests(markdown);
+
   std::string bytes = encoded(markdown, mode.eol);
   outcome.changed = !is_final(on_disk, markdown, mode.eol);
   if (outcome.changed && mode.write) outcome.staged = StagedFile::write(job.path, bytes, job.display);
@@ -205,13 +227,18 @@ int finalize_wiki(const Options& options, std::ostream& out, std::ostream& err, 
   }
   if (failed) return EXIT_TROUBLE;
   for (const PageOutcome& outcome : outcomes) {
-    for (const std::string& note : outcome.notes) err << note << '\n';
+    for (const wiki::Finding& finding : outcome.findings) err << wiki::to_text(finding) << '\n';
   }
 
   std::vector<wiki::FinalizedPage> finalized;
+  std::vector<std::vector<std::string>> digests;
   finalized.reserve(outcomes.size());
-  for (PageOutcome& outcome : outcomes) finalized.push_back(std::move(outcome.page));
-  const std::string manifest = manifest_text(loaded.file.pages, finalized, batch.link_targets());
+  digests.reserve(outcomes.size());
+  for (PageOutcome& outcome : outcomes) {
+    finalized.push_back(std::move(outcome.page));
+    digests.push_back(std::move(outcome.block_digests));
+  }
+  const std::string manifest = manifest_text(loaded.file.pages, finalized, batch.link_targets(), digests);
   const std::string manifest_bytes = encoded(manifest, options.eol);
   const bool manifest_changed = !is_final(old_manifest, manifest, options.eol);
 

@@ -1,137 +1,102 @@
 #include "page_checks.h"
 
-#include <optional>
+#include <algorithm>
+#include <cstdint>
 
 #include "vantorel/text/text.h"
 #include "vantorel/workers/wiki/finalize/finalize.h"
-#include "vantorel/workers/wiki/repo_facts/repo_facts.h"
-#include "vantorel/workers/wiki/verify/verify.h"
+#include "vantorel/workers/wiki/finalize/repair.h"
 
 namespace vantorel::tools {
 
 namespace {
 
-namespace wiki = vantorel::workers::wiki;
+constexpr std::string_view CHECKED[] = {wiki::SOURCES, wiki::DIAGRAM, wiki::INDEX, wiki::FOOTER};
 
-std::string in_quotes(std::string_view line) {
-  std::string out = "\"";
-  out.append(text::trim(line)).append("\"");
+bool checked(std::string_view part) { return std::find(std::begin(CHECKED), std::end(CHECKED), part) != std::end(CHECKED); }
+
+// A block of a page: its part, its lines joined, and the line of its opening marker (0-based).
+struct Block {
+  std::string_view part;
+  std::string text;
+  std::size_t marker_line = 0;
+  std::size_t lines = 0;
+};
+
+// The checked blocks of `page`, in page order.
+std::vector<Block> blocks_of(std::string_view page) {
+  std::vector<Block> out;
+  for (const wiki::Segment& segment : wiki::_segments(page)) {
+    if (!checked(segment.part)) continue;
+    Block block{.part = segment.part, .text = text::join(segment.lines, "\n"), .lines = segment.lines.size()};
+    // The opening marker stands right above the block's first line; an empty block has no place.
+    if (!segment.lines.empty()) {
+      const std::string_view before = page.substr(0, static_cast<std::size_t>(segment.lines.front().data() - page.data()));
+      block.marker_line = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')) - 1;
+    }
+    out.push_back(std::move(block));
+  }
   return out;
 }
 
-// The line of `lines` that opens a code fence never closed, or nullopt when every fence closes.
-std::optional<std::string_view> unclosed_fence(std::span<const std::string_view> lines) {
-  std::optional<std::string_view> open;
-  for (std::string_view line : lines) {
-    if (!wiki::is_fence_line(line)) continue;
-    open = open ? std::nullopt : std::optional(line);
-  }
-  return open;
-}
-
-// The first marker line of `lines` outside code fences, or nullopt.
-std::optional<std::string_view> stray_marker(std::span<const std::string_view> lines) {
-  bool fenced = false;
-  for (std::string_view line : lines) {
-    if (wiki::is_fence_line(line)) {
-      fenced = !fenced;
-    } else if (!fenced && is_marker_line(line)) {
-      return line;
-    }
-  }
-  return std::nullopt;
-}
-
-// The blocks named `part` of a page cut into `segments`, each as its lines joined with "\n".
-std::vector<std::string> blocks_named(std::span<const wiki::Segment> segments, std::string_view part) {
-  std::vector<std::string> blocks;
-  for (const wiki::Segment& segment : segments) {
-    if (segment.part == part) blocks.push_back(text::join(segment.lines, "\n"));
-  }
-  return blocks;
-}
-
-// Whether `line` is an item of a source list as the page writer writes it: "- [path](link)" with
-// the link the page writer gives that path.
-bool is_source_item(std::string_view line) {
-  if (!line.starts_with("- [") || !line.ends_with(")")) return false;
-  const std::string_view item = line.substr(3, line.size() - 4);
-  for (std::size_t split = item.find("]("); split != std::string_view::npos; split = item.find("](", split + 1)) {
-    if (wiki::_repo_rel_link(item.substr(0, split)) == item.substr(split + 2)) return true;
-  }
-  return false;
-}
-
-// Whether the lines of a sources block are a list the page writer writes: the collapsible frame
-// around one or more items.
-bool is_written_source_list(std::string_view block) {
-  const std::vector<std::string_view> lines = text::split_lines(block);
-  constexpr std::string_view HEAD[] = {"<details>", "<summary>Relevant source files</summary>", ""};
-  constexpr std::string_view TAIL[] = {"", "</details>"};
-  if (lines.size() < std::size(HEAD) + std::size(TAIL) + 1) return false;
-  for (std::size_t i = 0; i < std::size(HEAD); ++i) {
-    if (lines[i] != HEAD[i]) return false;
-  }
-  for (std::size_t i = 0; i < std::size(TAIL); ++i) {
-    if (lines[lines.size() - std::size(TAIL) + i] != TAIL[i]) return false;
-  }
-  for (std::size_t i = std::size(HEAD); i < lines.size() - std::size(TAIL); ++i) {
-    if (!is_source_item(lines[i])) return false;
-  }
-  return true;
+std::string digest(std::string_view part, std::string_view text) {
+  std::uint64_t hash = 0xcbf29ce484222325ull;  // FNV-1a
+  for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3ull;
+  static constexpr char HEX[] = "0123456789abcdef";
+  std::string out(part);
+  out += ':';
+  for (int shift = 60; shift >= 0; shift -= 4) out += HEX[(hash >> shift) & 0xF];
+  return out;
 }
 
 }  // namespace
 
-bool is_marker_line(std::string_view line) {
-  if (line.find("<!--") == std::string_view::npos) return false;
-  // Alone, a marker line leaves no line in any segment: an opening marker's block has no lines and
-  // never closes, a closing marker without a block is dropped.
-  std::size_t lines = 0;
-  for (const wiki::Segment& segment : wiki::_segments(line)) lines += segment.lines.size();
-  return lines == 0;
+std::vector<std::string> block_digests(std::string_view page) {
+  std::vector<std::string> out;
+  for (const Block& block : blocks_of(page)) out.push_back(digest(block.part, block.text));
+  return out;
 }
 
-std::string unsettled_cause(std::string_view text, std::string_view title, std::string_view description) {
-  const wiki::Authored authored = wiki::split_authored(wiki::lf(text), description);
-  const std::vector<std::string_view> lines = text::split_lines(authored.body);
-  if (const auto fence = unclosed_fence(lines)) {
-    std::string cause = "a code fence in the body is never closed (";
-    cause.append(in_quotes(*fence)).append(")");
-    return cause;
-  }
-  if (const auto marker = stray_marker(lines)) {
-    std::string cause = "a marker line outside code fences in the body (";
-    cause.append(in_quotes(*marker)).append("), left over from a block whose closing marker is gone");
-    return cause;
-  }
-  if (authored.summary.empty() && text::ltrim(authored.body).starts_with(">")) {
-    return "the body opens with a blockquote and no summary was given, so the next run takes it for the summary";
-  }
-  if (title.find_first_of("\r\n") != std::string_view::npos || text::ltrim(title).size() != title.size()) {
-    return "the title is not one line starting with a character other than white space";
-  }
-  return "other (the page's text or plan is outside what a second run keeps as it is)";
-}
-
-std::vector<std::string> edited_blocks(std::string_view on_disk, std::string_view finished, const wiki::LinkIndex& targets) {
-  const std::vector<wiki::Segment> before = wiki::_segments(on_disk);
-  const std::vector<wiki::Segment> after = wiki::_segments(finished);
-  std::vector<std::string> edited;
-  for (std::string_view part : {wiki::SOURCES, wiki::DIAGRAM, wiki::INDEX, wiki::FOOTER}) {
-    const std::vector<std::string> old_blocks = blocks_named(before, part);
-    const std::vector<std::string> new_blocks = blocks_named(after, part);
-    const std::size_t paired = std::min(old_blocks.size(), new_blocks.size());
-    for (std::size_t i = 0; i < paired; ++i) {
-      const bool changed = part == wiki::SOURCES ? !is_written_source_list(old_blocks[i])
-                                                 : targets.refresh_link_texts(old_blocks[i]) != new_blocks[i];
-      if (changed) {
-        edited.emplace_back(part);
-        break;
+std::vector<wiki::Finding> changed_blocks(std::string_view before, std::span<const std::size_t> origin, std::string_view after,
+                                          const wiki::LinkIndex& targets, const std::vector<std::string>* stored) {
+  const std::vector<Block> old_blocks = blocks_of(before);
+  const std::vector<Block> new_blocks = blocks_of(after);
+  std::vector<wiki::Finding> out;
+  for (const std::string_view part : CHECKED) {
+    std::size_t k = 0;
+    for (const Block& old : old_blocks) {
+      if (old.part != part) continue;
+      while (k < new_blocks.size() && new_blocks[k].part != part) ++k;
+      if (k == new_blocks.size()) break;
+      const Block& fresh = new_blocks[k++];
+      if (targets.refresh_link_texts(old.text) == fresh.text) continue;
+      bool edited;
+      if (stored != nullptr) {
+        edited = std::find(stored->begin(), stored->end(), digest(old.part, old.text)) == stored->end();
+      } else {
+        const std::vector<std::string_view> lines = text::split_lines(old.text);
+        edited = old.lines == 0 || wiki::detail::writer_shape_length(part, lines, 0, lines.size()) != lines.size();
       }
+      wiki::Finding f{.severity = edited ? wiki::Severity::WARNING : wiki::Severity::NOTE,
+                      .kind = edited ? "block-edited" : "block-regenerated"};
+      // A diagram block is named by its heading, the only thing that tells two apart.
+      std::string name = "the ";
+      if (part == wiki::DIAGRAM && old.lines > 0) {
+        const std::string_view heading = std::string_view(old.text).substr(0, std::min(old.text.find('\n'), old.text.size()));
+        name.append("'").append(text::trim(heading.substr(std::min(heading.find_first_not_of('#'), heading.size())))).append("' ");
+      }
+      name.append(part).append(" block");
+      f.message = edited ? name + " was edited by hand; code writes it anew from the plan, so the edit is lost"
+                         : name + " is written anew: the plan, the imports or the page's citations changed what it shows";
+      if (old.lines > 0 && old.marker_line < origin.size() && origin[old.marker_line] != 0) {
+        f.line = origin[old.marker_line];
+        f.column = 1;
+      }
+      out.push_back(std::move(f));
     }
   }
-  return edited;
+  std::stable_sort(out.begin(), out.end(), [](const wiki::Finding& a, const wiki::Finding& b) { return a.line < b.line; });
+  return out;
 }
 
 }  // namespace vantorel::tools

@@ -1,9 +1,9 @@
-// What the wiki-finalize program tells a user about one page besides whether it changed: why a
-// page may not settle, and which generated blocks were edited by hand.
+// What the wiki-finalize program tells a user about the generated blocks of a page besides whether
+// the page changed: which blocks the run writes anew with other lines than the page held, and
+// whether someone edited them (their edit is lost) or the plan changed what they show.
 //
-//   unsettled_cause("Intro.\n\n```sh\nmake\n", "Guide", "")
-//     == "a code fence in the body is never closed (\"```sh\")"
-//   edited_blocks(on_disk, finished, targets) == {"footer"}  // someone added a line to the footer
+//   const std::vector<std::string> digests = block_digests(finished);  // kept in the manifest
+//   for (const wiki::Finding& f : changed_blocks(before, origin, finished, targets, &digests_from_last_run)) report(f);
 #pragma once
 
 #include <span>
@@ -11,29 +11,31 @@
 #include <string_view>
 #include <vector>
 
+#include "vantorel/workers/wiki/findings/findings.h"
 #include "vantorel/workers/wiki/link_text/link_text.h"
 
 namespace vantorel::tools {
 
 namespace wiki = vantorel::workers::wiki;
 
-// Whether `line` (one line, no "\n") is a generated-block marker line, opening or closing, as the
-// finalize step recognises one.
-bool is_marker_line(std::string_view line);
+// One digest per block of `page` whose part is "sources", "diagram", "index" or "footer", in page
+// order: the part, ":", and 16 hex digits of a hash of the block's lines. The manifest keeps them
+// for the next run.
+std::vector<std::string> block_digests(std::string_view page);
 
-// The likely reason why finalizing the page finalized from `text` (an author's text with "\n"
-// line endings) again gives a different page, as a phrase: an unclosed code fence in the body, a
-// marker line outside code fences in the body, a body that opens with a blockquote where no
-// summary was given, a title that is not one line; else a general phrase. `title` and
-// `description` are the plan's.
-std::string unsettled_cause(std::string_view text, std::string_view title, std::string_view description);
-
-// The names of the generated blocks that `on_disk` (a page file as read, "\n" line endings) holds
-// with other lines than `finished` (the page this run writes) holds there, among "sources",
-// "diagram", "index" and "footer", in that order, each at most once. Blocks are paired by their
-// position among the blocks of the same name; a block only one of the pages has is no edit.
-// Links that name a page of `targets` by one of its former titles count as unchanged, and a
-// source list counts as edited only when its lines are not a list the page writer writes.
-std::vector<std::string> edited_blocks(std::string_view on_disk, std::string_view finished, const wiki::LinkIndex& targets);
+// Findings about the blocks of `before` (a page's text as the run's repair left it; `origin` gives,
+// per line, its 1-based line in the page file, 0 for an added line) that `after` (the page the run
+// writes) holds with other lines, among "sources", "diagram", "index" and "footer" blocks, each
+// paired with the block of the same part at the same position among those. A block only one of
+// the pages has is not reported, nor one whose only change is a link that showed a page of
+// `targets` by a former title.
+//
+// A changed block is `block-edited` (a warning: the edit is lost) when someone changed it since a
+// run wrote it: its digest is not among `stored` (the digests the last run kept for the page), or,
+// without stored digests, its lines are not what the page writer writes for that part. Otherwise
+// it is `block-regenerated` (a note): the plan, the imports or the page's citations changed what
+// it shows. Each finding points at the block's opening marker.
+std::vector<wiki::Finding> changed_blocks(std::string_view before, std::span<const std::size_t> origin, std::string_view after,
+                                          const wiki::LinkIndex& targets, const std::vector<std::string>* stored);
 
 }  // namespace vantorel::tools

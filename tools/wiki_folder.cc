@@ -416,8 +416,8 @@ StoredRows parse_manifest(std::string_view text, std::string_view display) {
 }
 
 std::string manifest_text(std::span<const PageEntry> pages, std::span<const wiki::FinalizedPage> finalized,
-                          std::span<const wiki::LinkTarget> targets) {
-  assert(pages.size() == finalized.size() && pages.size() == targets.size());
+                          std::span<const wiki::LinkTarget> targets, std::span<const std::vector<std::string>> blocks) {
+  assert(pages.size() == finalized.size() && pages.size() == targets.size() && pages.size() == blocks.size());
   Json manifest = Json::object();
   // Page ids are unique, so rows are appended without looking for their key first.
   auto& rows = static_cast<std::vector<std::pair<const std::string, Json>>&>(manifest.get_ref<Json::object_t&>());
@@ -427,7 +427,8 @@ std::string manifest_text(std::span<const PageEntry> pages, std::span<const wiki
     const wiki::FinalizedPage& page = finalized[i];
     rows.emplace_back(pages[i].plan.page_id,
                       Json{{"title", pages[i].plan.title},        {"summary", page.summary}, {"citations", page.citations},
-                           {"own_citations", page.own_citations}, {"outline", page.outline}, {"former_titles", targets[i].former}});
+                           {"own_citations", page.own_citations}, {"outline", page.outline}, {"former_titles", targets[i].former},
+                           {"blocks", blocks[i]}});
   }
   std::string text = manifest.dump(2, ' ', false, Json::error_handler_t::replace);
   text += '\n';

@@ -58,10 +58,11 @@ WikiFile parse_wiki_json(std::string_view text, std::string_view display);
 StoredRows parse_manifest(std::string_view text, std::string_view display);
 
 // The manifest of a run: for each page in plan order, its id mapped to {"title", "summary",
-// "citations", "own_citations", "outline", "former_titles"}, keys in that order, indented by two
-// blanks, ending in "\n". `finalized[i]` and `targets[i]` belong to `pages[i]`; a target's
-// `former` list is the page's "former_titles". Bytes that are not UTF-8 are written as U+FFFD.
+// "citations", "own_citations", "outline", "former_titles", "blocks"}, keys in that order, indented
+// by two blanks, ending in "\n". `finalized[i]`, `targets[i]` and `blocks[i]` belong to `pages[i]`;
+// a target's `former` list is the page's "former_titles", and "blocks" lists the digests of the
+// generated blocks the run wrote (see `block_digests`). Bytes that are not UTF-8 are written as U+FFFD.
 std::string manifest_text(std::span<const PageEntry> pages, std::span<const wiki::FinalizedPage> finalized,
-                          std::span<const wiki::LinkTarget> targets);
+                          std::span<const wiki::LinkTarget> targets, std::span<const std::vector<std::string>> blocks);
 
 }  // namespace vantorel::tools
