@@ -2,11 +2,17 @@
 //
 // The program has two kinds of trouble, each with its own type: a command line it cannot use
 // (`UsageError`, printed with a pointer to --help) and input it cannot use or output it cannot
-// write (`InputError`, whose message already names the file: "wiki/wiki.json:12:7: page id 'cli'
-// is used twice"). Both end the run with EXIT_TROUBLE.
+// write (`InputError`, one finding of severity error: "wiki/wiki.json:12:7: error: page id 'cli'
+// is used twice (first on line 5) [duplicate-page-id]"). Both end the run with EXIT_TROUBLE.
 #pragma once
 
+#include <cstddef>
 #include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "vantorel/workers/wiki/findings/findings.h"
 
 namespace vantorel::tools {
 
@@ -22,11 +28,24 @@ class UsageError : public std::runtime_error {
 };
 
 // A file the program reads is missing, unreadable or malformed, or one it writes cannot be
-// written. The message is complete: it starts with the file's name (and line and column where
-// they are known).
+// written. `what()` is the finding's text: the file's name (and line and column where they are
+// known), "error:", the message and the kind.
 class InputError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit InputError(workers::wiki::Finding finding) : std::runtime_error(workers::wiki::to_text(finding)), finding_(std::move(finding)) {}
+  // An error about `file` (at `line` and `column`, 1-based, where they are known).
+  InputError(std::string_view file, std::string_view kind, std::string message, std::size_t line = 0, std::size_t column = 0)
+      : InputError(workers::wiki::Finding{.file = std::string(file),
+                                          .line = line,
+                                          .column = column,
+                                          .severity = workers::wiki::Severity::ERROR,
+                                          .kind = std::string(kind),
+                                          .message = std::move(message)}) {}
+
+  const workers::wiki::Finding& finding() const noexcept { return finding_; }
+
+ private:
+  workers::wiki::Finding finding_;
 };
 
 }  // namespace vantorel::tools

@@ -17,9 +17,9 @@ namespace {
 std::string reason(int error) { return std::strerror(error); }
 
 [[noreturn]] void fail(std::string_view display, std::string_view what, int error) {
-  std::string message(display);
-  message.append(": ").append(what).append(": ").append(reason(error));
-  throw InputError(message);
+  std::string message(what);
+  message.append(": ").append(reason(error));
+  throw InputError(display, what.starts_with("cannot read") ? "unreadable-file" : "unwritable-file", std::move(message));
 }
 
 // Closes a file descriptor when it goes out of scope.

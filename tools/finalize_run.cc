@@ -149,8 +149,10 @@ std::vector<PageOutcome> finalize_all(const wiki::WikiGenerator& generator, cons
       } catch (const InputError& e) {
         outcomes[i].error = e.what();
       } catch (const std::exception& e) {
-        outcomes[i].error = jobs[i].display;
-        outcomes[i].error.append(": cannot finalize the page: ").append(e.what());
+        outcomes[i].error = wiki::to_text(wiki::Finding{.file = jobs[i].display,
+                                                         .severity = wiki::Severity::ERROR,
+                                                         .kind = "internal",
+                                                         .message = std::string("cannot finalize the page: ") + e.what()});
       }
       progress.page_done();
     }
@@ -185,9 +187,9 @@ std::string pages_word(std::size_t n) {
 int finalize_wiki(const Options& options, std::ostream& out, std::ostream& err, bool terminal) {
   const auto start = std::chrono::steady_clock::now();
   const WikiPaths paths = wiki_paths(options.repository, options.wiki);
-  if (const auto warning = placement_warning(paths)) err << *warning << '\n';
+  if (const auto warning = placement_warning(paths)) err << wiki::to_text(*warning) << '\n';
   LoadedWiki loaded = load_wiki(paths);
-  for (const std::string& warning : loaded.file.warnings) err << warning << '\n';
+  for (const wiki::Finding& warning : loaded.file.warnings) err << wiki::to_text(warning) << '\n';
   if (!options.check) check_writable_folder(paths.folder, paths.folder_display);
 
   std::vector<PageJob> jobs;
@@ -290,11 +292,7 @@ int finalize_wiki(const Options& options, std::ostream& out, std::ostream& err, 
 std::string query_input(const std::string& file) {
   if (file == "-") return wiki::lf(read_standard_input());
   std::optional<std::string> text = read_file(file, file);
-  if (!text) {
-    std::string message = file;
-    message.append(": cannot read: No such file or directory");
-    throw InputError(message);
-  }
+  if (!text) throw InputError(file, "unreadable-file", "cannot read: No such file or directory");
   return wiki::lf(*text);
 }
 
@@ -307,11 +305,7 @@ int print_contract(const Options& options, std::ostream& out) {
     plans.push_back(page.plan);
     if (page.plan.page_id == options.page_id) entry = &page;
   }
-  if (entry == nullptr) {
-    std::string message = paths.display(WIKI_JSON);
-    message.append(": no page has the id '").append(options.page_id).append("'");
-    throw InputError(message);
-  }
+  if (entry == nullptr) throw InputError(paths.display(WIKI_JSON), "unknown-page-id", "no page has the id '" + options.page_id + "'");
   const wiki::WikiGenerator generator(wiki::WikiSetup{.plans = std::move(plans),
                                                       .repository = paths.repository,
                                                       .config = loaded.file.config,
@@ -342,26 +336,23 @@ WikiPaths wiki_paths(std::string_view repository, std::string_view wiki) {
   return paths;
 }
 
-std::optional<std::string> placement_warning(const WikiPaths& paths) {
+std::optional<wiki::Finding> placement_warning(const WikiPaths& paths) {
   std::error_code error;
   const std::filesystem::path root = std::filesystem::weakly_canonical(paths.repository, error);
   if (error) return std::nullopt;
   const std::filesystem::path folder = std::filesystem::weakly_canonical(paths.folder, error);
   if (error || folder.parent_path() == root) return std::nullopt;
-  std::string warning = paths.folder_display;
-  warning.append(": warning: the wiki folder is not directly under the repository root; its pages link to repository files");
-  warning.append(" through \"../\", so those links will not resolve");
-  return warning;
+  return wiki::Finding{.file = paths.folder_display,
+                       .severity = wiki::Severity::WARNING,
+                       .kind = "wiki-placement",
+                       .message = "the wiki folder is not directly under the repository root; its pages link to repository files through "
+                                  "\"../\", so those links will not resolve"};
 }
 
 LoadedWiki load_wiki(const WikiPaths& paths) {
   const std::string display = paths.display(WIKI_JSON);
   const std::optional<std::string> text = read_file(paths.file(WIKI_JSON), display);
-  if (!text) {
-    std::string message = display;
-    message.append(": no such file; a wiki folder holds wiki.json and one <page_id>.md file per page");
-    throw InputError(message);
-  }
+  if (!text) throw InputError(display, "missing-file", "no such file; a wiki folder holds wiki.json and one <page_id>.md file per page");
   LoadedWiki loaded{.file = parse_wiki_json(*text, display)};
   const std::string manifest_display = paths.display(MANIFEST);
   if (const std::optional<std::string> manifest = read_file(paths.file(MANIFEST), manifest_display)) {

@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include "options.h"
+#include "vantorel/workers/wiki/findings/findings.h"
 #include "wiki_folder.h"
 
 namespace vantorel::tools {
@@ -34,7 +35,7 @@ WikiPaths wiki_paths(std::string_view repository, std::string_view wiki);
 
 // A warning when the wiki folder is not directly under the repository's root, where pages reach
 // repository files through "../"; nullopt when it is.
-std::optional<std::string> placement_warning(const WikiPaths& paths);
+std::optional<workers::wiki::Finding> placement_warning(const WikiPaths& paths);
 
 // A wiki folder as read: the plan of its pages and the rows its manifest stores.
 struct LoadedWiki {

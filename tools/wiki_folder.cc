@@ -8,6 +8,7 @@
 
 #include "errors.h"
 #include "json_locations.h"
+#include "vantorel/text/text.h"
 
 namespace vantorel::tools {
 
@@ -168,10 +169,7 @@ Json parse_json(std::string_view text, std::string_view display) {
     std::string detail = e.what();
     // "[json.exception.parse_error.101] parse error at line 1, column 2: <detail>"
     if (const std::size_t colon = detail.find(": "); colon != std::string::npos) detail.erase(0, colon + 2);
-    std::string message(display);
-    message.append(":").append(std::to_string(at.line)).append(":").append(std::to_string(at.column));
-    message.append(": not valid JSON: ").append(detail);
-    throw InputError(message);
+    throw InputError(display, "invalid-json", "not valid JSON: " + detail, at.line, at.column);
   }
 }
 
@@ -180,12 +178,18 @@ class Reader {
  public:
   Reader(std::string_view text, std::string_view display) : display_(display), text_(text) {}
 
-  [[noreturn]] void fail_at(std::optional<Location> at, std::string_view message) const { throw InputError(prefixed(at, message)); }
-  [[noreturn]] void fail(const Path& path, std::string_view message) const { fail_at(where().value(path.pointer), message); }
-  [[noreturn]] void fail_key(const Path& path, std::string_view message) const {
-    fail_at(where().key(path.pointer).has_value() ? where().key(path.pointer) : where().value(path.pointer), message);
+  [[noreturn]] void fail_at(std::optional<Location> at, std::string_view kind, std::string_view message) const {
+    throw InputError(finding(at, wiki::Severity::ERROR, kind, message));
   }
-  std::string warning(const Path& path, std::string_view message) const { return prefixed(where().value(path.pointer), message); }
+  [[noreturn]] void fail(const Path& path, std::string_view kind, std::string_view message) const {
+    fail_at(where().value(path.pointer), kind, message);
+  }
+  [[noreturn]] void fail_key(const Path& path, std::string_view kind, std::string_view message) const {
+    fail_at(where().key(path.pointer).has_value() ? where().key(path.pointer) : where().value(path.pointer), kind, message);
+  }
+  wiki::Finding warning(const Path& path, std::string_view kind, std::string_view message) const {
+    return finding(where().value(path.pointer), wiki::Severity::WARNING, kind, message);
+  }
   std::optional<Location> value_location(const Path& path) const { return where().value(path.pointer); }
   // Where every value and key of the text stands; indexed on first use, since a text read without
   // a message never needs it.
@@ -197,7 +201,7 @@ class Reader {
   [[noreturn]] void wrong_type(const Path& path, const Json& value, std::string_view expected) const {
     std::string message = path.name;
     message.append(" must be ").append(expected).append(", not ").append(kind_of(value));
-    fail(path, message);
+    fail(path, "wrong-type", message);
   }
 
   const Json& object(const Path& path, const Json& value) const {
@@ -235,7 +239,7 @@ class Reader {
         first = false;
       }
       message.append(")");
-      fail_key(path.member(key), message);
+      fail_key(path.member(key), "unknown-field", message);
     }
   }
 
@@ -246,15 +250,17 @@ class Reader {
     if (!required) return nullptr;
     std::string message = path.name.empty() ? std::string("the top level") : path.name;
     message.append(" lacks the required field ").append(single_quoted(key));
-    fail(path, message);
+    fail(path, "missing-field", message);
   }
 
  private:
-  std::string prefixed(std::optional<Location> at, std::string_view message) const {
-    std::string out(display_);
-    if (at) out.append(":").append(std::to_string(at->line)).append(":").append(std::to_string(at->column));
-    out.append(": ").append(message);
-    return out;
+  wiki::Finding finding(std::optional<Location> at, wiki::Severity severity, std::string_view kind, std::string_view message) const {
+    return wiki::Finding{.file = display_,
+                         .line = at ? at->line : 0,
+                         .column = at ? at->column : 0,
+                         .severity = severity,
+                         .kind = std::string(kind),
+                         .message = std::string(message)};
   }
 
   std::string display_;
@@ -290,6 +296,16 @@ std::string known_types() {
   return out;
 }
 
+// What keeps `title` from being written as a page's H1 and read back the same, as a phrase, or ""
+// when nothing does.
+std::string_view title_problem(std::string_view title) {
+  if (title.empty()) return "is empty";
+  if (title.find_first_of("\r\n") != std::string_view::npos) return "holds a line break";
+  if (text::space_at(title, 0) != 0) return "starts with white space";
+  if (text::space_before(title, title.size()) != 0) return "ends with white space";
+  return {};
+}
+
 PageEntry read_page(const Reader& reader, const Path& path, const Json& value) {
   reader.object(path, value);
   reader.only_known(path, value,
@@ -302,22 +318,33 @@ PageEntry read_page(const Reader& reader, const Path& path, const Json& value) {
   plan.page_id = reader.string(id_path, *reader.member(path, value, "page_id", true));
   if (!is_plain_page_id(plan.page_id)) {
     std::string message = "page id ";
-    message.append(single_quoted(plan.page_id)).append(" is not a plain file name (it must not be empty or hold '/', '\\', '..' or NUL)");
-    reader.fail(id_path, message);
+    message.append(single_quoted(plan.page_id))
+        .append(" is not a plain file name (it must not be empty or hold '/', '\\', '..', NUL or a line break)");
+    reader.fail(id_path, "bad-page-id", message);
   }
-  plan.title = reader.string(path.member("title"), *reader.member(path, value, "title", true));
+  const Path title_path = path.member("title");
+  plan.title = reader.string(title_path, *reader.member(path, value, "title", true));
+  if (const std::string_view problem = title_problem(plan.title); !problem.empty()) {
+    reader.fail(title_path, "bad-title", title_path.name + " " + std::string(problem) + "; the title is the page's H1, which a finished page must read back as it is");
+  }
 
   const Path type_path = path.member("type");
   plan.type_id = reader.string(type_path, *reader.member(path, value, "type", true));
   if (workers::find_page_type(plan.type_id) == nullptr) {
     std::string message = "unknown page type ";
     message.append(single_quoted(plan.type_id)).append(" (known: ").append(known_types()).append(")");
-    reader.fail(type_path, message);
+    reader.fail(type_path, "unknown-page-type", message);
   }
 
   if (const Json* v = reader.member(path, value, "description", false)) plan.description = reader.string(path.member("description"), *v);
-  if (const Json* v = reader.member(path, value, "source_files", false))
-    plan.source_files = reader.strings(path.member("source_files"), *v);
+  if (const Json* v = reader.member(path, value, "source_files", false)) {
+    const Path files = path.member("source_files");
+    plan.source_files = reader.strings(files, *v);
+    for (std::size_t i = 0; i < plan.source_files.size(); ++i) {
+      if (plan.source_files[i].find_first_of("\r\n") == std::string::npos) continue;
+      reader.fail(files.item(i), "bad-path", files.item(i).name + " holds a line break; a path is one line of the page's source list");
+    }
+  }
   if (const Json* v = reader.member(path, value, "catch_all", false)) plan.catch_all = reader.boolean(path.member("catch_all"), *v);
   if (const Json* v = reader.member(path, value, "children", false)) plan.children = reader.strings(path.member("children"), *v);
   if (const Json* v = reader.member(path, value, "related_pages", false)) {
@@ -335,19 +362,19 @@ PageEntry read_page(const Reader& reader, const Path& path, const Json& value) {
 
 // Warns about ids in `field` of page `index` that no page has.
 void warn_unknown_ids(const Reader& reader, const Path& page, std::string_view field, std::span<const std::string> ids,
-                      const std::unordered_map<std::string, std::size_t>& known, std::vector<std::string>& warnings) {
+                      const std::unordered_map<std::string, std::size_t>& known, std::vector<wiki::Finding>& warnings) {
   for (std::size_t i = 0; i < ids.size(); ++i) {
     if (known.contains(ids[i])) continue;
     std::string message = page.member(field).item(i).name;
     message.append(": no page has the id ").append(single_quoted(ids[i]));
-    warnings.push_back(reader.warning(page.member(field).item(i), message));
+    warnings.push_back(reader.warning(page.member(field).item(i), "unknown-page-id", message));
   }
 }
 
 }  // namespace
 
 bool is_plain_page_id(std::string_view page_id) noexcept {
-  return !page_id.empty() && page_id.find_first_of(std::string_view("/\\\0", 3)) == std::string_view::npos &&
+  return !page_id.empty() && page_id.find_first_of(std::string_view("/\\\0\r\n", 5)) == std::string_view::npos &&
          page_id.find("..") == std::string_view::npos;
 }
 
@@ -359,7 +386,7 @@ WikiFile parse_wiki_json(std::string_view text, std::string_view display) {
     const std::size_t slash = repeated->pointer.rfind('/');
     std::string message = "the key ";
     message.append(single_quoted(repeated->pointer.substr(slash + 1))).append(" appears twice in one object");
-    reader.fail_at(repeated->key, message);
+    reader.fail_at(repeated->key, "duplicate-key", message);
   }
 
   const Path root;
@@ -387,7 +414,7 @@ WikiFile parse_wiki_json(std::string_view text, std::string_view display) {
       if (const auto first = reader.value_location(pages_path.item(at->second).member("page_id"))) {
         message.append(" (first on line ").append(std::to_string(first->line)).append(")");
       }
-      reader.fail(page_path.member("page_id"), message);
+      reader.fail(page_path.member("page_id"), "duplicate-page-id", message);
     }
     wiki.pages.push_back(std::move(entry));
   }

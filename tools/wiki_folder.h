@@ -7,8 +7,10 @@
 //   const std::string manifest = manifest_text(wiki.pages, finalized, generator._link_targets());
 //
 // Parsing is strict: a field of the wrong type, a missing required field, an unknown field, a
-// repeated key, a page id used twice or one that is not a plain file name, and an unknown page
-// type are all refused with one message that names the file, the line and the column.
+// repeated key, a page id used twice or one that is not a plain file name, an unknown page type,
+// and a value a finished page could not keep as it is (a title that is empty, spans lines or
+// starts or ends with white space; a source path that spans lines) are all refused with one
+// error that names the file, the line and the column.
 #pragma once
 
 #include <span>
@@ -18,6 +20,7 @@
 #include <vector>
 
 #include "vantorel/workers/wiki/finalize/mixin.h"
+#include "vantorel/workers/wiki/findings/findings.h"
 #include "vantorel/workers/wiki/orchestrator/orchestrator.h"
 
 namespace vantorel::tools {
@@ -37,7 +40,7 @@ struct WikiFile {
   wiki::WikiConfig config{};            // "config"
   wiki::ImportMap imports{};            // "imports": file -> the files it imports
   std::vector<PageEntry> pages{};       // "pages", in plan order
-  std::vector<std::string> warnings{};  // complete messages about odd but usable input
+  std::vector<wiki::Finding> warnings{};  // odd but usable input
   bool operator==(const WikiFile&) const = default;
 };
 
@@ -45,12 +48,13 @@ struct WikiFile {
 using StoredRows = std::unordered_map<std::string, wiki::StoredRow>;
 
 // Whether `page_id` can name a page file inside the wiki folder: not empty, and without "/",
-// "\", ".." or NUL, so "<page_id>.md" never leaves the folder.
+// "\", "..", NUL or a line break, so "<page_id>.md" never leaves the folder and a link to it is
+// one line.
 bool is_plain_page_id(std::string_view page_id) noexcept;
 
 // The wiki described by `text`, the contents of the file shown as `display`. Throws InputError
-// with a message "<display>:<line>:<column>: <problem>" when the text is not valid JSON or not a
-// valid wiki description.
+// with an error at "<display>:<line>:<column>" when the text is not valid JSON or not a valid
+// wiki description.
 WikiFile parse_wiki_json(std::string_view text, std::string_view display);
 
 // The stored rows of a manifest written by an earlier run: an object from page id to an object.

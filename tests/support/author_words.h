@@ -15,6 +15,7 @@
 // remove nothing.
 #pragma once
 
+#include <algorithm>
 #include <span>
 #include <string>
 #include <string_view>
@@ -106,16 +107,33 @@ inline std::string unescaped(std::string_view word) {
   return out;
 }
 
+// `page` without the destination of any link, "(...)" right after "]": how a word reads that the
+// repair turned into a link's text ("[src/a.c]and" becomes "[src/a.c](../src/a.c)and").
+inline std::string without_destinations(std::string_view page) {
+  std::string out;
+  out.reserve(page.size());
+  std::size_t copied = 0;
+  for (std::size_t at = page.find("]("); at != std::string_view::npos; at = page.find("](", at + 1)) {
+    const std::size_t close = page.find_first_of(")\n", at + 2);
+    if (close == std::string_view::npos || page[close] != ')' || at + 1 < copied) continue;
+    out.append(page.substr(copied, at + 1 - copied));
+    copied = close + 1;
+  }
+  out.append(page.substr(copied));
+  return out;
+}
+
 // The words of `author` that `page` holds fewer times than the author wrote them, beyond what
-// `removable` allows; empty when nothing is lost. A removable word allows each word it holds once
-// its escapes are taken out: the repair escapes a citation, or makes it a link, before a pass
-// removes it.
+// `removable` allows; empty when nothing is lost. A word counts as held by the page as it stands
+// or read without link destinations. A removable word allows each word it holds once its escapes
+// are taken out: the repair escapes a citation, or makes it a link, before a pass removes it.
 inline std::vector<std::string> lost_words(std::string_view author, std::string_view page, const Words& removable) {
   Words words;
   count_words(author, words);
+  const std::string read = without_destinations(page);
   std::vector<std::string> lost;
   for (const auto& [word, count] : words) {
-    long missing = count - occurrences(page, word);
+    long missing = count - std::max(occurrences(page, word), occurrences(read, word));
     if (missing <= 0) continue;
     if (const auto same = removable.find(word); same != removable.end()) missing -= same->second;
     for (auto it = removable.begin(); missing > 0 && it != removable.end(); ++it) {

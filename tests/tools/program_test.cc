@@ -177,26 +177,33 @@ TEST_F(Program, BadInputExitsWithTwoAndAMessageNamingTheFile) {
     std::string_view expected;  // the message's start, after "repo/wiki/"
   };
   static const Case cases[] = {
-      {[](const fs::path& w) { fs::remove(w / "wiki.json"); }, "wiki.json: no such file"},
-      {[](const fs::path& w) { edit(w / "wiki.json", "\"pages\": [", "\"pages\": [}"); }, "wiki.json:10:13: not valid JSON"},
+      {[](const fs::path& w) { fs::remove(w / "wiki.json"); }, "wiki.json: error: no such file"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"pages\": [", "\"pages\": [}"); }, "wiki.json:10:13: error: not valid JSON"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"catch_all\": true", "\"catch_all\": 1"); },
-       "wiki.json:79:20: pages[7].catch_all must be true or false, not a number"},
+       "wiki.json:79:20: error: pages[7].catch_all must be true or false, not a number"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"type\": \"guide\",", ""); },
-       "wiki.json:65:5: pages[6] lacks the required field 'type'"},
+       "wiki.json:65:5: error: pages[6] lacks the required field 'type'"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"quickstart\"", "\"server\""); },
-       "wiki.json:66:18: page id 'server' is used twice (first on line 40)"},
+       "wiki.json:66:18: error: page id 'server' is used twice (first on line 40)"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"quickstart\"", "\"../x\""); },
-       "wiki.json:66:18: page id '../x' is not a plain file name"},
+       "wiki.json:66:18: error: page id '../x' is not a plain file name"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"quickstart\"", "\"a/b\""); },
-       "wiki.json:66:18: page id 'a/b' is not a plain file name"},
-      {[](const fs::path& w) { edit(w / "wiki.json", "\"guide\"", "\"tutorial\""); }, "wiki.json:69:15: unknown page type 'tutorial'"},
+       "wiki.json:66:18: error: page id 'a/b' is not a plain file name"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"guide\"", "\"tutorial\""); }, "wiki.json:69:15: error: unknown page type 'tutorial'"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"title\": \"Cellar\"", "\"tilte\": \"Cellar\""); },
-       "wiki.json:13:7: pages[0] has an unknown field 'tilte'"},
+       "wiki.json:13:7: error: pages[0] has an unknown field 'tilte'"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"title\": \"Cellar\"", "\"title\": \"Cellar\", \"title\": \"X\""); },
-       "wiki.json:13:26: the key 'title' appears twice in one object"},
-      {[](const fs::path& w) { fs::remove(w / "log.md"), fs::create_directory(w / "log.md"); }, "log.md: cannot read: Is a directory"},
+       "wiki.json:13:26: error: the key 'title' appears twice in one object"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"title\": \"Cellar\"", "\"title\": \" Cellar\""); },
+       "wiki.json:13:16: error: pages[0].title starts with white space; the title is the page's H1"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"title\": \"Cellar\"", "\"title\": \"Cel\\nlar\""); },
+       "wiki.json:13:16: error: pages[0].title holds a line break"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"title\": \"Cellar\"", "\"title\": \"\""); }, "wiki.json:13:16: error: pages[0].title is empty"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"src/cellar.c\", \"src/cellar.h\"]", "\"src/cellar.c\", \"src/cellar.h\\r\"]"); },
+       "wiki.json:25:40: error: pages[1].source_files[1] holds a line break; a path is one line"},
+      {[](const fs::path& w) { fs::remove(w / "log.md"), fs::create_directory(w / "log.md"); }, "log.md: error: cannot read: Is a directory"},
       {[](const fs::path& w) { write_text(w / "manifest.json", "{\"log\": 3}"); },
-       "manifest.json:1:9: the row of page 'log' must be an object, not a number"},
+       "manifest.json:1:9: error: the row of page 'log' must be an object, not a number"},
   };
   for (const Case& c : cases) {
     fs::remove_all(repo);
@@ -285,7 +292,7 @@ TEST_F(Program, AReadOnlyWikiFolderIsRefusedUpFront) {
   const auto files = snapshot(repo, true);
   const ProgramRun done = run({"repo"});
   EXPECT_EQ(done.status, 2);
-  EXPECT_EQ(done.err, "repo/wiki: cannot write to this folder: Permission denied\n");
+  EXPECT_EQ(done.err, "repo/wiki: error: cannot write to this folder: Permission denied [unwritable-file]\n");
   const ProgramRun check = run({"--check", "repo"});
   EXPECT_EQ(check.status, 1) << check.err;
   EXPECT_TRUE(check.out.starts_with("repo/wiki/")) << check.out;
