@@ -107,30 +107,30 @@ inline std::string unescaped(std::string_view word) {
   return out;
 }
 
-// `page` without the destination of any link, "(...)" right after "]": how a word reads that the
-// repair turned into a link's text ("[src/a.c]and" becomes "[src/a.c](../src/a.c)and").
-inline std::string without_destinations(std::string_view page) {
+// `page` read without what the repair adds inside an author's word: the destination of a link,
+// "(...)" right after "]" ("[src/a.c]and" became "[src/a.c](../src/a.c)and"), and the backslash
+// before a "[" ("see=[x/y]" became "see=\\[x/y]").
+inline std::string as_read(std::string_view page) {
   std::string out;
   out.reserve(page.size());
-  std::size_t copied = 0;
-  for (std::size_t at = page.find("]("); at != std::string_view::npos; at = page.find("](", at + 1)) {
-    const std::size_t close = page.find_first_of(")\n", at + 2);
-    if (close == std::string_view::npos || page[close] != ')' || at + 1 < copied) continue;
-    out.append(page.substr(copied, at + 1 - copied));
-    copied = close + 1;
+  for (std::size_t i = 0; i < page.size(); ++i) {
+    if (page[i] == '\\' && i + 1 < page.size() && page[i + 1] == '[') continue;
+    out += page[i];
+    if (page[i] != ']' || i + 1 >= page.size() || page[i + 1] != '(') continue;
+    const std::size_t close = page.find_first_of(")\n", i + 2);
+    if (close != std::string_view::npos && page[close] == ')') i = close;
   }
-  out.append(page.substr(copied));
   return out;
 }
 
 // The words of `author` that `page` holds fewer times than the author wrote them, beyond what
 // `removable` allows; empty when nothing is lost. A word counts as held by the page as it stands
-// or read without link destinations. A removable word allows each word it holds once its escapes
+// or as it reads without what the repair adds (`as_read`). A removable word allows each word it holds once its escapes
 // are taken out: the repair escapes a citation, or makes it a link, before a pass removes it.
 inline std::vector<std::string> lost_words(std::string_view author, std::string_view page, const Words& removable) {
   Words words;
   count_words(author, words);
-  const std::string read = without_destinations(page);
+  const std::string read = as_read(page);
   std::vector<std::string> lost;
   for (const auto& [word, count] : words) {
     long missing = count - std::max(occurrences(page, word), occurrences(read, word));
