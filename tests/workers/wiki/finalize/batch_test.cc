@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/temp_repository.h"
+#include "vantorel/workers/wiki/finalize/page_run.h"
 #include "vantorel/workers/wiki/orchestrator/orchestrator.h"
 
 namespace vantorel::workers::wiki {
@@ -86,6 +87,13 @@ TEST(FinalizePages, EqualsFinalizingPageByPage) {
       with_related += expected[i].markdown.find("## Related pages") != std::string::npos ? 1 : 0;
     }
     EXPECT_GT(with_related, expected.size() / 3) << "the generated wikis should exercise the related pages";
+    // The page run over the batch, on three threads, is the page run through `_finalize`.
+    const std::vector<PageRun> runs = generator.run_pages(inputs, 3);
+    for (std::size_t i = 0; i < inputs.size(); i += 5) {
+      const PageInput& in = inputs[i];
+      EXPECT_EQ(runs[i], run_page(generator, *in.plan, in.text, in.diagrams, in.grounding, in.options)) << "seed " << seed << ", page " << i;
+      EXPECT_TRUE(runs[i].settled);
+    }
     std::size_t drawn = 0;
     for (const PagePlan& plan : generator._plans) {
       const std::vector<Diagram> built = generator._build_diagrams(plan);

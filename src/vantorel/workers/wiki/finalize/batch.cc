@@ -141,16 +141,20 @@ FinalizedPage FinalizeBatch::finalize(const PageInput& page) const {
   return finalize(*page.plan, page.text, page.diagrams, page.grounding, page.options);
 }
 
-std::vector<FinalizedPage> WikiGenerator::finalize_pages(std::span<const PageInput> pages, unsigned threads) const {
-  const FinalizeBatch batch(*this);
+namespace {
+
+// `one(batch, page)` for each of `pages` on up to `threads` threads (0: one per processor), result i
+// for page i; the first failure in page order is rethrown once every thread has stopped.
+template <class Result, class One>
+std::vector<Result> for_each_page(const FinalizeBatch& batch, std::span<const PageInput> pages, unsigned threads, One one) {
   if (threads == 0) threads = std::max(1u, std::thread::hardware_concurrency());
-  std::vector<FinalizedPage> out(pages.size());
+  std::vector<Result> out(pages.size());
   std::vector<std::exception_ptr> failures(pages.size());
   std::atomic<std::size_t> next{0};
   const auto work = [&] {
     for (std::size_t i; (i = next++) < pages.size();) {
       try {
-        out[i] = batch.finalize(pages[i]);
+        out[i] = one(batch, pages[i]);
       } catch (...) {
         failures[i] = std::current_exception();
       }
@@ -165,6 +169,18 @@ std::vector<FinalizedPage> WikiGenerator::finalize_pages(std::span<const PageInp
     if (failure) std::rethrow_exception(failure);
   }
   return out;
+}
+
+}  // namespace
+
+std::vector<FinalizedPage> WikiGenerator::finalize_pages(std::span<const PageInput> pages, unsigned threads) const {
+  return for_each_page<FinalizedPage>(FinalizeBatch(*this), pages, threads,
+                                      [](const FinalizeBatch& batch, const PageInput& page) { return batch.finalize(page); });
+}
+
+std::vector<PageRun> WikiGenerator::run_pages(std::span<const PageInput> pages, unsigned threads) const {
+  return for_each_page<PageRun>(FinalizeBatch(*this), pages, threads,
+                                [](const FinalizeBatch& batch, const PageInput& page) { return run_page(batch, page); });
 }
 
 }  // namespace vantorel::workers::wiki

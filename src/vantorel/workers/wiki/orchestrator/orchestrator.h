@@ -15,6 +15,7 @@
 
 #include "vantorel/workers/wiki/finalize/batch.h"
 #include "vantorel/workers/wiki/finalize/mixin.h"
+#include "vantorel/workers/wiki/finalize/page_run.h"
 
 namespace vantorel::workers::wiki {
 
@@ -51,6 +52,10 @@ class WikiGenerator : public FinalizeMixin {
   // once (see FinalizeBatch). When pages fail, the first failure in page order is thrown once
   // every thread has stopped.
   std::vector<FinalizedPage> finalize_pages(std::span<const PageInput> pages, unsigned threads = 1) const;
+
+  // The page run (`run_page`, page_run.h: repair, finalize, confirm) of each of `pages`, on up to
+  // `threads` threads as `finalize_pages` does: what `wiki-finalize` does with a wiki's pages.
+  std::vector<PageRun> run_pages(std::span<const PageInput> pages, unsigned threads = 1) const;
 
  private:
   std::filesystem::path repository_;
