@@ -98,46 +98,43 @@ inline long occurrences(std::string_view text, std::string_view word) {
   return n;
 }
 
-// `word` without the backslashes the repair puts before "[" to escape a citation.
-inline std::string unescaped(std::string_view word) {
+// `text` as a reader sees its words once links are read as their text: without link
+// destinations ("(...)" right after "]"), without brackets, and without the backslash the repair
+// puts before a "[" to escape a citation. Linking a mention or a citation, or escaping one, changes
+// the page's bytes inside an author's word ("(see [src/a.c])" becomes "(see
+// [src/a.c](../src/a.c))", "Store)" becomes "[Store](store.md))"); read this way it does not.
+inline std::string as_read(std::string_view text) {
   std::string out;
-  for (std::size_t i = 0; i < word.size(); ++i) {
-    if (!(word[i] == '\\' && i + 1 < word.size() && word[i + 1] == '[')) out += word[i];
-  }
-  return out;
-}
-
-// `page` read without what the repair adds inside an author's word: the destination of a link,
-// "(...)" right after "]" ("[src/a.c]and" became "[src/a.c](../src/a.c)and"), and the backslash
-// before a "[" ("see=[x/y]" became "see=\\[x/y]").
-inline std::string as_read(std::string_view page) {
-  std::string out;
-  out.reserve(page.size());
-  for (std::size_t i = 0; i < page.size(); ++i) {
-    if (page[i] == '\\' && i + 1 < page.size() && page[i + 1] == '[') continue;
-    out += page[i];
-    if (page[i] != ']' || i + 1 >= page.size() || page[i + 1] != '(') continue;
-    const std::size_t close = page.find_first_of(")\n", i + 2);
-    if (close != std::string_view::npos && page[close] == ')') i = close;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '\\' && i + 1 < text.size() && text[i + 1] == '[') continue;
+    if (c == ']' && i + 1 < text.size() && text[i + 1] == '(') {
+      const std::size_t close = text.find_first_of(")\n", i + 2);
+      if (close != std::string_view::npos && text[close] == ')') i = close;
+      continue;
+    }
+    if (c != '[' && c != ']') out += c;
   }
   return out;
 }
 
 // The words of `author` that `page` holds fewer times than the author wrote them, beyond what
 // `removable` allows; empty when nothing is lost. A word counts as held by the page as it stands
-// or as it reads without what the repair adds (`as_read`). A removable word allows each word it holds once its escapes
-// are taken out: the repair escapes a citation, or makes it a link, before a pass removes it.
+// or as both read (`as_read`). A removable word allows each word it holds, both read.
 inline std::vector<std::string> lost_words(std::string_view author, std::string_view page, const Words& removable) {
   Words words;
   count_words(author, words);
-  const std::string read = as_read(page);
+  const std::string page_read = as_read(page);
   std::vector<std::string> lost;
   for (const auto& [word, count] : words) {
-    long missing = count - std::max(occurrences(page, word), occurrences(read, word));
+    const std::string read = as_read(word);
+    if (read.empty()) continue;
+    long missing = count - std::max(occurrences(page, word), occurrences(page_read, read));
     if (missing <= 0) continue;
     if (const auto same = removable.find(word); same != removable.end()) missing -= same->second;
     for (auto it = removable.begin(); missing > 0 && it != removable.end(); ++it) {
-      if (it->first != word && unescaped(it->first).find(word) != std::string::npos) missing -= it->second;
+      if (it->first != word && as_read(it->first).find(read) != std::string::npos) missing -= it->second;
     }
     if (missing > 0) lost.push_back(word);
   }
