@@ -36,19 +36,22 @@ struct RunContext {
   std::function<FinalizedPage(std::string_view)> finalize;
 };
 
-// Finds the line of a repaired text that holds a given line, to place a finding about it.
+// Finds the line of a repaired text that holds a given line, to place a finding about it. The
+// lines are indexed on the first question: most pages have nothing to place.
 class LineFinder {
  public:
-  LineFinder(std::span<const std::string_view> lines, std::span<const std::size_t> origin, std::size_t from) : origin_(origin) {
-    for (std::size_t i = lines.size(); i-- > from;) {
-      at_[lines[i]] = i;
-      at_.try_emplace(text::ltrim(lines[i]), i);
-    }
-  }
+  LineFinder(std::span<const std::string_view> lines, std::span<const std::size_t> origin, std::size_t from)
+      : lines_(lines), origin_(origin), from_(from) {}
 
   // `finding` placed at the first line that holds `line` (the whole line, or it without its
   // leading white space), column 1; left without a place when there is none.
   Finding place(std::string_view line, Finding finding) const {
+    if (at_.empty()) {
+      for (std::size_t i = lines_.size(); i-- > from_;) {
+        at_[lines_[i]] = i;
+        at_.try_emplace(text::ltrim(lines_[i]), i);
+      }
+    }
     if (const auto it = at_.find(line); it != at_.end() && it->second < origin_.size() && origin_[it->second] != 0) {
       finding.line = origin_[it->second];
       finding.column = 1;
@@ -57,8 +60,10 @@ class LineFinder {
   }
 
  private:
+  std::span<const std::string_view> lines_;
   std::span<const std::size_t> origin_;
-  std::unordered_map<std::string_view, std::size_t> at_;
+  std::size_t from_;
+  mutable std::unordered_map<std::string_view, std::size_t> at_;
 };
 
 Finding note(std::string_view kind, std::string message) { return Finding{.severity = Severity::NOTE, .kind = std::string(kind), .message = std::move(message)}; }
