@@ -99,7 +99,7 @@ inline long occurrences(std::string_view text, std::string_view word) {
 }
 
 // `text` as a reader sees its words once links are read as their text: without link
-// destinations ("(...)" right after "]"), without brackets, and without the backslash the repair
+// destinations ("(...)" right after "]", holding no white space or bracket), without brackets, and without the backslash the repair
 // puts before a "[" to escape a citation. Linking a mention or a citation, or escaping one, changes
 // the page's bytes inside an author's word ("(see [src/a.c])" becomes "(see
 // [src/a.c](../src/a.c))", "Store)" becomes "[Store](store.md))"); read this way it does not.
@@ -110,8 +110,10 @@ inline std::string as_read(std::string_view text) {
     const char c = text[i];
     if (c == '\\' && i + 1 < text.size() && text[i + 1] == '[') continue;
     if (c == ']' && i + 1 < text.size() && text[i + 1] == '(') {
-      const std::size_t close = text.find_first_of(")\n", i + 2);
-      if (close != std::string_view::npos && text[close] == ')') i = close;
+      // A destination the run writes holds no white space and no bracket.
+      std::size_t close = i + 2;
+      while (close < text.size() && text::space_at(text, close) == 0 && std::string_view("()[]").find(text[close]) == std::string_view::npos) ++close;
+      if (close < text.size() && text[close] == ')') i = close;
       continue;
     }
     if (c != '[' && c != ']') out += c;
