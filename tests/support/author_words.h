@@ -99,18 +99,27 @@ inline long occurrences(std::string_view text, std::string_view word) {
 }
 
 // `text` as a reader sees its words once links are read as their text: without link
-// destinations ("(...)" right after "]", holding no white space or bracket), without brackets, and without the backslash the repair
-// puts before a "[" to escape a citation. Linking a mention or a citation, or escaping one, changes
-// the page's bytes inside an author's word ("(see [src/a.c])" becomes "(see
+// destinations ("(...)" right after "]", holding no white space or bracket, or one of `hrefs`, the
+// destinations of the wiki's pages, which may hold either), without brackets, and without the
+// backslash the repair puts before a "[" to escape a citation. Linking a mention or a citation, or
+// escaping one, changes the page's bytes inside an author's word ("(see [src/a.c])" becomes "(see
 // [src/a.c](../src/a.c))", "Store)" becomes "[Store](store.md))"); read this way it does not.
-inline std::string as_read(std::string_view text) {
+inline std::string as_read(std::string_view text, std::span<const std::string> hrefs = {}) {
   std::string out;
   out.reserve(text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
     if (c == '\\' && i + 1 < text.size() && text[i + 1] == '[') continue;
     if (c == ']' && i + 1 < text.size() && text[i + 1] == '(') {
-      // A destination the run writes holds no white space and no bracket.
+      const std::string_view after = text.substr(i + 2);
+      const auto page_href = std::find_if(hrefs.begin(), hrefs.end(), [&](const std::string& href) {
+        return after.starts_with(href) && after.substr(href.size()).starts_with(')');
+      });
+      if (page_href != hrefs.end()) {
+        i += 2 + page_href->size();
+        continue;
+      }
+      // Any other destination the run writes holds no white space and no bracket.
       std::size_t close = i + 2;
       while (close < text.size() && text::space_at(text, close) == 0 && std::string_view("()[]").find(text[close]) == std::string_view::npos) ++close;
       if (close < text.size() && text[close] == ')') i = close;
@@ -124,10 +133,11 @@ inline std::string as_read(std::string_view text) {
 // The words of `author` that `page` holds fewer times than the author wrote them, beyond what
 // `removable` allows; empty when nothing is lost. A word counts as held by the page as it stands
 // or as both read (`as_read`). A removable word allows each word it holds, both read.
-inline std::vector<std::string> lost_words(std::string_view author, std::string_view page, const Words& removable) {
+inline std::vector<std::string> lost_words(std::string_view author, std::string_view page, const Words& removable,
+                                           std::span<const std::string> hrefs = {}) {
   Words words;
   count_words(author, words);
-  const std::string page_read = as_read(page);
+  const std::string page_read = as_read(page, hrefs);
   std::vector<std::string> lost;
   for (const auto& [word, count] : words) {
     const std::string read = as_read(word);
