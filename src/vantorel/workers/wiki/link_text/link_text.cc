@@ -567,6 +567,1022 @@ class BlockState {
 };
 
 // ---------------------------------------------------------------------------------------------
+// What a CommonMark reader sees. The line-by-line rules above cannot tell that a line is indented
+// code, or that a code span or link begun on one line runs on into the next. `ReaderView` reads
+// the body once the way cmark 0.30 does: its block structure (block quotes, list items, fenced and
+// indented code, HTML blocks, headings, paragraphs and the link reference definitions at their
+// start) and then the inline structure of each paragraph as one text (backslash escapes, code
+// spans, autolinks, raw HTML, links and images). What is left of the paragraphs is prose; a link
+// goes only where both views see prose, so an inserted link always reads back as one.
+
+using Range = std::pair<std::size_t, std::size_t>;  // [first, second) in the body
+
+bool cm_space(char c) noexcept { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
+bool cm_punct(char c) noexcept { return (c >= '!' && c <= '/') || (c >= ':' && c <= '@') || (c >= '[' && c <= '`') || (c >= '{' && c <= '~'); }
+bool ascii_digit(char c) noexcept { return c >= '0' && c <= '9'; }
+bool ascii_alnum(char c) noexcept { return ascii_alpha(c) || ascii_digit(c); }
+
+bool starts_with_ignoring_ascii_case(std::string_view s, std::size_t at, std::string_view prefix) noexcept {
+  return at <= s.size() && s.size() - at >= prefix.size() && equal_ignoring_ascii_case(s.substr(at, prefix.size()), prefix);
+}
+
+// The end of the first `what` at or after `from`, remembered per pattern: the reader asks with
+// increasing `from`, so a search that found nothing, or found a place still ahead, is not repeated.
+class Finder {
+ public:
+  explicit Finder(std::string_view what) : what_(what) {}
+  void reset() noexcept { from_ = NPOS; }
+  // Where the first `what` at or after `from` starts, or NPOS.
+  std::size_t find(std::string_view s, std::size_t from) noexcept {
+    if (from_ == NPOS || from < from_ || (found_ != NPOS && found_ < from)) {
+      from_ = from;
+      found_ = s.find(what_, from);
+    }
+    return found_;
+  }
+
+ private:
+  std::string_view what_;
+  std::size_t from_ = NPOS;
+  std::size_t found_ = NPOS;
+};
+
+// The HTML grammar of raw inline HTML and of HTML blocks of the seventh kind: `s[i]` is "<"; the
+// end of the tag, or NPOS when an open or closing tag does not start there.
+std::size_t html_tag_end(std::string_view s, std::size_t i) noexcept {
+  const auto at = [&](std::size_t k) { return k < s.size() ? s[k] : '\0'; };
+  const auto tag_name = [&](std::size_t k) {
+    if (!ascii_alpha(at(k))) return NPOS;
+    while (ascii_alnum(at(k)) || at(k) == '-') ++k;
+    return k;
+  };
+  const auto spaces = [&](std::size_t k) {
+    while (cm_space(at(k))) ++k;
+    return k;
+  };
+  std::size_t k = i + 1;
+  if (at(k) == '/') {
+    k = tag_name(k + 1);
+    if (k == NPOS) return NPOS;
+    k = spaces(k);
+    return at(k) == '>' ? k + 1 : NPOS;
+  }
+  k = tag_name(k);
+  if (k == NPOS) return NPOS;
+  while (true) {
+    const std::size_t name = spaces(k);
+    const char c = at(name);
+    if (name == k || !(ascii_alpha(c) || c == '_' || c == ':')) {
+      k = name;
+      break;
+    }
+    k = name + 1;
+    while (ascii_alnum(at(k)) || at(k) == '_' || at(k) == '.' || at(k) == ':' || at(k) == '-') ++k;
+    std::size_t v = spaces(k);
+    if (at(v) != '=') continue;
+    v = spaces(v + 1);
+    if (at(v) == '"' || at(v) == '\'') {
+      const std::size_t close = s.find(at(v), v + 1);
+      if (close == NPOS) return NPOS;
+      k = close + 1;
+    } else {
+      std::size_t u = v;
+      while (u < s.size() && !cm_space(s[u]) && std::string_view("\"'=<>`").find(s[u]) == NPOS) ++u;
+      if (u == v) return NPOS;
+      k = u;
+    }
+  }
+  if (at(k) == '/') ++k;
+  return at(k) == '>' ? k + 1 : NPOS;
+}
+
+// The kind (1 to 7) of HTML block that a line opens at `s[i]` ("<"), or 0; `seven` allows the
+// seventh kind, which cannot interrupt a paragraph.
+int html_block_kind(std::string_view s, std::size_t i, bool seven) noexcept {
+  const auto at = [&](std::size_t k) { return k < s.size() ? s[k] : '\n'; };
+  for (const std::string_view name : {"script", "pre", "style", "textarea"}) {
+    if (starts_with_ignoring_ascii_case(s, i + 1, name) && (cm_space(at(i + 1 + name.size())) || at(i + 1 + name.size()) == '>')) return 1;
+  }
+  if (s.substr(i).starts_with("<!--")) return 2;
+  if (s.substr(i).starts_with("<?")) return 3;
+  if (at(i + 1) == '!' && at(i + 2) >= 'A' && at(i + 2) <= 'Z') return 4;
+  if (s.substr(i).starts_with("<![CDATA[")) return 5;
+  static constexpr std::string_view BLOCK_TAGS[] = {
+      "address", "article", "aside", "base", "basefont", "blockquote", "body", "caption", "center", "col", "colgroup", "dd",
+      "details", "dialog", "dir", "div", "dl", "dt", "fieldset", "figcaption", "figure", "footer", "form", "frame", "frameset",
+      "h1", "h2", "h3", "h4", "h5", "h6", "head", "header", "hr", "html", "iframe", "legend", "li", "link", "main", "menu",
+      "menuitem", "nav", "noframes", "ol", "optgroup", "option", "p", "param", "section", "source", "summary", "table", "tbody",
+      "td", "tfoot", "th", "thead", "title", "tr", "track", "ul"};
+  const std::size_t name = at(i + 1) == '/' ? i + 2 : i + 1;
+  std::size_t end = name;
+  while (end < s.size() && ascii_alnum(s[end])) ++end;
+  for (const std::string_view tag : BLOCK_TAGS) {
+    if (end - name != tag.size() || !equal_ignoring_ascii_case(s.substr(name, tag.size()), tag)) continue;
+    if (cm_space(at(end)) || at(end) == '>' || (at(end) == '/' && at(end + 1) == '>')) return 6;
+  }
+  if (!seven) return 0;
+  const std::size_t tag_end = html_tag_end(s, i);
+  if (tag_end == NPOS) return 0;
+  for (std::size_t k = tag_end; k < s.size(); ++k) {
+    if (s[k] != ' ' && s[k] != '\t' && s[k] != '\f') return 0;
+  }
+  return 7;
+}
+
+// Reads a body as a CommonMark reader does and keeps where its prose is.
+class ReaderView {
+ public:
+  // Reads `body`; the views below point into it.
+  void read(std::string_view body);
+
+  // The places a link may go, in body order, none overlapping.
+  std::span<const Range> prose() const noexcept { return prose_; }
+  // The code spans outside links and raw HTML that a link may enclose, in body order.
+  std::span<const Range> code_spans() const noexcept { return code_spans_; }
+  // The inline links "[text](destination)": where "[" and "]" stand, ordered by "[".
+  std::span<const Range> links() const noexcept { return links_; }
+
+ private:
+  enum class Kind : std::uint8_t { QUOTE, ITEM, PARAGRAPH, FENCED, INDENTED, HTML };
+  struct Block {
+    Kind kind = Kind::PARAGRAPH;
+    int width = 0;             // a list item: the columns its content is indented by
+    bool has_child = false;    // a list item: holds a block already
+    char fence = 0;            // fenced code: "`" or "~"
+    std::size_t fence_length = 0;
+    int fence_offset = 0;      // fenced code: the opener's indentation
+    int html = 0;              // an HTML block: its kind, 1 to 7
+  };
+  // One line of a paragraph: its text from the first non-blank character, and its line ending.
+  struct Segment {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    std::size_t ending_end = 0;
+  };
+  struct Paragraph {
+    std::size_t first = 0;  // its segments in `segments_`
+    std::size_t last = 0;
+    std::size_t inline_start = 0;  // where its text starts after the link reference definitions
+  };
+  struct Interval {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    bool code = false;  // a code span not inside a link or raw HTML
+  };
+  struct Opener {
+    std::size_t pos = 0;  // the "[" (or the "!" of "![")
+    bool image = false;
+    bool active = true;
+    bool bracket_after = false;  // another "[" came after it
+  };
+  enum class Lookup { DEFINED, UNDEFINED, UNKNOWN };
+
+  // Block structure.
+  void read_line(std::size_t begin, std::size_t end);
+  std::size_t list_marker_end(bool interrupts_paragraph) const;
+  void find_first_nonspace();
+  void advance(int count, bool columns);
+  void open_paragraph_line(std::size_t begin);
+  void close_from(std::size_t depth);
+  void close_paragraph();
+  void push(const Block& block);
+
+  // Paragraph text and inline structure.
+  void build_content(const Paragraph& p);
+  std::size_t reference_definition_end(std::size_t pos);
+  void read_inlines(const Paragraph& p);
+  std::size_t close_bracket(std::size_t i);
+  std::size_t inline_link_end(std::size_t open) const;
+  std::size_t link_label_end(std::size_t open) const;
+  std::size_t link_url_length(std::size_t at) const;
+  std::size_t link_title_length(std::size_t at) const;
+  std::size_t spaces_from(std::size_t at) const;
+  std::size_t pointy_end(std::size_t i);
+  std::size_t closing_backticks(std::size_t end, std::size_t ticks);
+  Lookup lookup(std::string_view label) const;
+  void add_label(std::string_view label);
+  void add_interval(std::size_t begin, std::size_t end, bool code);
+  void keep_prose(const Paragraph& p);
+
+  std::string_view body_;
+  std::string_view line_;
+  std::size_t line_begin_ = 0;
+  std::size_t offset_ = 0;  // within `line_`
+  int column_ = 0;
+  bool partial_tab_ = false;
+  std::size_t first_nonspace_ = 0;
+  int first_nonspace_column_ = 0;
+  int indent_ = 0;
+  bool blank_ = false;
+  std::vector<Block> open_;
+  bool in_paragraph_ = false;
+
+  std::vector<Segment> segments_;
+  std::vector<Paragraph> paragraphs_;
+  std::unordered_set<std::string> labels_;  // defined labels, ASCII ones normalized
+  bool labels_beyond_ascii_ = false;        // some defined label holds a byte beyond ASCII
+
+  std::string content_;                  // one paragraph's text, as the inline reader sees it
+  std::vector<std::size_t> starts_;      // per segment: where it starts in `content_`
+  std::vector<Interval> intervals_;      // the paragraph's text that is not prose, in order
+  std::vector<Opener> openers_;
+  std::vector<Range> runs_;              // backtick runs: start, length
+  std::vector<std::uint32_t> next_run_;  // per run: the next run of the same length
+  std::vector<std::uint32_t> run_cursor_ = std::vector<std::uint32_t>(MAX_TICKS + 1, NONE);
+  std::vector<std::size_t> touched_;     // the lengths `run_cursor_` holds
+  std::size_t tail_ = NPOS;              // the text from here on is not prose
+  bool ambiguous_ = false;               // the structure depends on what cannot be known here
+  Finder comment_end_{"-->"}, double_dash_{"--"}, pi_end_{"?>"}, cdata_end_{"]]>"}, gt_{">"};
+  std::vector<Range> paragraph_links_;
+
+  std::vector<Range> prose_;
+  std::vector<Range> code_spans_;
+  std::vector<Range> links_;
+
+  static constexpr std::size_t MAX_TICKS = 1000;  // a longer backtick run never opens a code span
+  static constexpr std::size_t MAX_LABEL = 999;
+};
+
+void ReaderView::read(std::string_view body) {
+  body_ = body;
+  // Lines end at "\n", "\r\n" or "\r"; a final line ending opens no line after it.
+  for (std::size_t begin = 0;;) {
+    std::size_t end = body.find_first_of("\r\n", begin);
+    if (end == NPOS) end = body.size();
+    read_line(begin, end);
+    if (end == body.size()) break;
+    begin = end + (body[end] == '\r' && end + 1 < body.size() && body[end + 1] == '\n' ? 2 : 1);
+    if (begin == body.size()) break;
+  }
+  close_from(0);
+  for (const Paragraph& p : paragraphs_) read_inlines(p);
+  std::sort(links_.begin(), links_.end());
+}
+
+// Moves `count` characters (or columns, where a tab counts as the columns to the next multiple of
+// four and may be consumed in part) into the line.
+void ReaderView::advance(int count, bool columns) {
+  while (count > 0 && offset_ < line_.size()) {
+    if (line_[offset_] == '\t') {
+      const int to_tab = 4 - column_ % 4;
+      if (columns) {
+        partial_tab_ = to_tab > count;
+        const int step = std::min(count, to_tab);
+        column_ += step;
+        offset_ += partial_tab_ ? 0 : 1;
+        count -= step;
+      } else {
+        partial_tab_ = false;
+        column_ += to_tab;
+        ++offset_;
+        --count;
+      }
+    } else {
+      partial_tab_ = false;
+      ++offset_;
+      ++column_;
+      --count;
+    }
+  }
+}
+
+void ReaderView::find_first_nonspace() {
+  std::size_t i = offset_;
+  int column = column_;
+  int to_tab = 4 - column_ % 4;
+  while (i < line_.size() && (line_[i] == ' ' || line_[i] == '\t')) {
+    if (line_[i] == ' ') {
+      ++column;
+      if (--to_tab == 0) to_tab = 4;
+    } else {
+      column += to_tab;
+      to_tab = 4;
+    }
+    ++i;
+  }
+  first_nonspace_ = i;
+  first_nonspace_column_ = column;
+  indent_ = column - column_;
+  blank_ = i == line_.size();
+}
+
+void ReaderView::push(const Block& block) {
+  if (!open_.empty() && open_.back().kind == Kind::ITEM) open_.back().has_child = true;
+  open_.push_back(block);
+}
+
+// Closes the open blocks from `depth` on; a paragraph among them is kept for its inlines.
+void ReaderView::close_from(std::size_t depth) {
+  if (open_.size() > depth && in_paragraph_) close_paragraph();
+  open_.resize(std::min(open_.size(), depth));
+}
+
+void ReaderView::close_paragraph() {
+  in_paragraph_ = false;
+  Paragraph& p = paragraphs_.back();
+  p.last = segments_.size();
+  if (body_[segments_[p.first].begin] != '[') return;
+  build_content(p);
+  std::size_t pos = 0;
+  for (std::size_t end; pos < content_.size() && content_[pos] == '[' && (end = reference_definition_end(pos)) != NPOS;) pos = end;
+  p.inline_start = pos;
+}
+
+void ReaderView::open_paragraph_line(std::size_t begin) {
+  if (!in_paragraph_) {
+    in_paragraph_ = true;
+    paragraphs_.push_back({segments_.size(), segments_.size(), 0});
+  }
+  segments_.push_back({line_begin_ + begin, line_begin_ + line_.size(), 0});
+}
+
+void ReaderView::read_line(std::size_t begin, std::size_t end) {
+  line_ = body_.substr(begin, end - begin);
+  line_begin_ = begin;
+  offset_ = 0;
+  column_ = 0;
+  partial_tab_ = false;
+  if (in_paragraph_) segments_.back().ending_end = begin;  // the previous line's ending ran to here
+  const auto peek = [&](std::size_t i) { return i < line_.size() ? line_[i] : '\n'; };
+
+  // The open blocks this line continues.
+  std::size_t matched = 0;
+  bool all_matched = true;
+  for (; matched < open_.size(); ++matched) {
+    Block& b = open_[matched];
+    find_first_nonspace();
+    bool ok = true;
+    switch (b.kind) {
+      case Kind::QUOTE:
+        ok = indent_ <= 3 && peek(first_nonspace_) == '>';
+        if (ok) {
+          advance(indent_ + 1, true);
+          if (peek(offset_) == ' ' || peek(offset_) == '\t') advance(1, true);
+        }
+        break;
+      case Kind::ITEM:
+        if (indent_ >= b.width) {
+          advance(b.width, true);
+        } else if (blank_ && b.has_child) {
+          advance(static_cast<int>(first_nonspace_ - offset_), false);
+        } else {
+          ok = false;
+        }
+        break;
+      case Kind::FENCED: {
+        std::size_t run = 0;
+        if (indent_ <= 3 && peek(first_nonspace_) == b.fence) {
+          std::size_t k = first_nonspace_;
+          while (k < line_.size() && line_[k] == b.fence) ++k;
+          std::size_t rest = k;
+          while (rest < line_.size() && (line_[rest] == ' ' || line_[rest] == '\t')) ++rest;
+          if (k - first_nonspace_ >= 3 && rest == line_.size()) run = k - first_nonspace_;
+        }
+        if (run >= b.fence_length) {  // the closing fence: the line holds nothing else
+          close_from(matched);
+          return;
+        }
+        for (int n = b.fence_offset; n > 0 && (peek(offset_) == ' ' || peek(offset_) == '\t'); --n) advance(1, true);
+        break;
+      }
+      case Kind::INDENTED:
+        if (indent_ >= 4) {
+          advance(4, true);
+        } else if (blank_) {
+          advance(static_cast<int>(first_nonspace_ - offset_), false);
+        } else {
+          ok = false;
+        }
+        break;
+      case Kind::HTML:
+        ok = b.html <= 5 || !blank_;
+        break;
+      case Kind::PARAGRAPH:
+        ok = !blank_;
+        break;
+    }
+    if (!ok) {
+      all_matched = false;
+      break;
+    }
+  }
+
+  // The blocks this line opens. A block opened where the last matched block is a paragraph ends
+  // that paragraph and goes into its container.
+  const bool tip_is_paragraph = in_paragraph_;
+  const std::size_t keep = matched > 0 && open_[matched - 1].kind == Kind::PARAGRAPH ? matched - 1 : matched;
+  bool cont_paragraph = keep < matched;
+  bool maybe_lazy = tip_is_paragraph;
+  bool opened = false;
+  bool leaf = false;  // a heading, a thematic break or a setext underline: no prose on the line
+  bool paragraph_continues = false;
+  const auto start = [&](const Block& block) {
+    if (!opened) close_from(keep);
+    opened = true;
+    push(block);
+  };
+  const bool in_code_or_html =
+      matched > 0 && (open_[matched - 1].kind == Kind::FENCED || open_[matched - 1].kind == Kind::INDENTED || open_[matched - 1].kind == Kind::HTML);
+  while (!in_code_or_html) {
+    find_first_nonspace();
+    const bool indented = indent_ >= 4;
+    const char c = peek(first_nonspace_);
+    const std::size_t k = first_nonspace_;
+    std::size_t run = k;  // the run of `c` from `k`
+    while (run < line_.size() && line_[run] == c) ++run;
+    run -= k;
+    const auto rest_is = [&](std::size_t from, auto allowed) {
+      for (std::size_t j = from; j < line_.size(); ++j) {
+        if (!allowed(line_[j])) return false;
+      }
+      return true;
+    };
+    const auto blank_char = [](char x) { return x == ' ' || x == '\t'; };
+    if (!indented && c == '>') {
+      advance(static_cast<int>(first_nonspace_ + 1 - offset_), false);
+      if (peek(offset_) == ' ' || peek(offset_) == '\t') advance(1, true);
+      start({.kind = Kind::QUOTE});
+    } else if (!indented && c == '#' && run <= 6 && (k + run == line_.size() || blank_char(line_[k + run]))) {
+      if (!opened) close_from(keep);
+      // The heading's text is read for its inline structure like a one-line paragraph.
+      std::size_t text = k + run;
+      while (text < line_.size() && blank_char(line_[text])) ++text;
+      if (text < line_.size()) {
+        paragraphs_.push_back({segments_.size(), segments_.size() + 1, 0});
+        segments_.push_back({line_begin_ + text, line_begin_ + line_.size(), line_begin_ + line_.size()});
+      }
+      leaf = true;
+      break;
+    } else if (!indented && (c == '`' || c == '~') && run >= 3 && (c == '~' || line_.find('`', k + run) == NPOS)) {
+      start({.kind = Kind::FENCED, .fence = c, .fence_length = run, .fence_offset = static_cast<int>(first_nonspace_ - offset_)});
+      advance(static_cast<int>(first_nonspace_ + run - offset_), false);
+      break;
+    } else if (int html = !indented && c == '<' ? html_block_kind(line_, k, !cont_paragraph && !maybe_lazy) : 0; html > 0) {
+      start({.kind = Kind::HTML, .html = html});
+      break;
+    } else if (!indented && cont_paragraph && (c == '=' || c == '-') && rest_is(k + run, blank_char)) {
+      // A setext underline makes the paragraph a heading, unless the paragraph held nothing but
+      // link reference definitions: then the line is paragraph text.
+      const Paragraph& p = paragraphs_.back();
+      std::size_t pos = 0;
+      if (body_[segments_[p.first].begin] == '[') {
+        build_content({p.first, segments_.size(), 0});
+        for (std::size_t e; pos < content_.size() && content_[pos] == '[' && (e = reference_definition_end(pos)) != NPOS;) pos = e;
+      }
+      if (pos == 0 || pos < content_.size()) {
+        close_from(keep);
+        leaf = true;
+      } else {
+        paragraph_continues = true;
+      }
+      break;
+    } else if (!indented && !(cont_paragraph && !all_matched) && (c == '*' || c == '-' || c == '_') &&
+               rest_is(k, [&](char x) { return x == c || blank_char(x); }) &&
+               static_cast<std::size_t>(std::count(line_.begin() + static_cast<std::ptrdiff_t>(k), line_.end(), c)) >= 3) {
+      if (!opened) close_from(keep);
+      leaf = true;
+      break;
+    } else if (std::size_t m = indent_ < 4 ? list_marker_end(cont_paragraph) : 0; m > 0) {
+      const int marker_offset = indent_;
+      const int marker = static_cast<int>(m - first_nonspace_);
+      advance(static_cast<int>(m - offset_), false);
+      const std::size_t save_offset = offset_;
+      const int save_column = column_;
+      const bool save_partial = partial_tab_;
+      while (column_ - save_column <= 5 && (peek(offset_) == ' ' || peek(offset_) == '\t')) advance(1, true);
+      const int spaces = column_ - save_column;
+      int padding = marker + spaces;
+      if (spaces >= 5 || spaces < 1 || offset_ == line_.size()) {
+        padding = marker + 1;
+        offset_ = save_offset;
+        column_ = save_column;
+        partial_tab_ = save_partial;
+        if (spaces > 0) advance(1, true);
+      }
+      start({.kind = Kind::ITEM, .width = marker_offset + padding});
+    } else if (indented && !maybe_lazy && !blank_) {
+      advance(4, true);
+      start({.kind = Kind::INDENTED});
+      break;
+    } else {
+      break;
+    }
+    cont_paragraph = false;
+    maybe_lazy = false;
+  }
+
+  if (leaf) {
+    if (!open_.empty() && open_.back().kind == Kind::ITEM) open_.back().has_child = true;
+    return;
+  }
+  find_first_nonspace();
+  if (paragraph_continues) {
+    open_paragraph_line(first_nonspace_);
+    return;
+  }
+  // A lazy continuation: the paragraph goes on though some container did not match.
+  if (!opened && matched < open_.size() && tip_is_paragraph && !blank_ && open_.back().kind == Kind::PARAGRAPH) {
+    open_paragraph_line(first_nonspace_);
+    return;
+  }
+  if (!opened) close_from(matched);
+  const Kind tip = open_.empty() ? Kind::QUOTE : open_.back().kind;
+  if (tip == Kind::FENCED || tip == Kind::INDENTED) return;
+  if (tip == Kind::HTML) {
+    static constexpr std::string_view ENDS[] = {"", "", "-->", "?>", ">", "]]>"};
+    const int kind = open_.back().html;
+    bool ends = false;
+    if (kind == 1) {
+      for (std::size_t k = line_.find("</", first_nonspace_); k != NPOS && !ends; k = line_.find("</", k + 1)) {
+        for (const std::string_view name : {"script>", "pre>", "style>", "textarea>"}) ends = ends || starts_with_ignoring_ascii_case(line_, k + 2, name);
+      }
+    } else if (kind <= 5) {
+      ends = line_.find(ENDS[kind], first_nonspace_) != NPOS;
+    }
+    if (ends) close_from(open_.size() - 1);
+    return;
+  }
+  if (blank_) return;
+  if (tip != Kind::PARAGRAPH) push({.kind = Kind::PARAGRAPH});
+  open_paragraph_line(first_nonspace_);
+}
+
+// Where the list marker at the first non-blank character ends (a bullet, or up to nine digits
+// and "." or ")", followed by white space), or 0 when none is there. A list item interrupting a
+// paragraph must hold text and, when ordered, start at 1.
+std::size_t ReaderView::list_marker_end(bool interrupts_paragraph) const {
+  const auto peek = [&](std::size_t i) { return i < line_.size() ? line_[i] : '\n'; };
+  std::size_t m = first_nonspace_;
+  const char c = peek(m);
+  if (c == '*' || c == '-' || c == '+') {
+    ++m;
+  } else if (ascii_digit(c)) {
+    long number = 0;
+    for (int digits = 0; digits < 9 && ascii_digit(peek(m)); ++digits) number = number * 10 + (line_[m++] - '0');
+    if ((interrupts_paragraph && number != 1) || (peek(m) != '.' && peek(m) != ')')) return 0;
+    ++m;
+  } else {
+    return 0;
+  }
+  if (!cm_space(peek(m))) return 0;
+  if (interrupts_paragraph) {
+    std::size_t j = m;
+    while (j < line_.size() && (line_[j] == ' ' || line_[j] == '\t')) ++j;
+    if (j == line_.size()) return 0;
+  }
+  return m;
+}
+
+// `content_` becomes the text of `segments_[p.first, p.last)` as the inline reader sees it: each
+// line from its first non-blank character with its line ending, white space at the end cut.
+void ReaderView::build_content(const Paragraph& p) {
+  content_.clear();
+  starts_.clear();
+  for (std::size_t k = p.first; k < p.last; ++k) {
+    const Segment& s = segments_[k];
+    starts_.push_back(content_.size());
+    content_.append(body_.substr(s.begin, std::max(s.end, s.ending_end) - s.begin));
+  }
+  while (!content_.empty() && cm_space(content_.back())) content_.pop_back();
+}
+
+std::size_t ReaderView::spaces_from(std::size_t at) const {
+  while (at < content_.size() && cm_space(content_[at])) ++at;
+  return at;
+}
+
+// Where the link label "[...]" at `open` ends (after its "]"), or NPOS: no unescaped bracket
+// inside, at most 999 characters.
+std::size_t ReaderView::link_label_end(std::size_t open) const {
+  std::size_t i = open + 1, length = 0;
+  while (i < content_.size() && content_[i] != '[' && content_[i] != ']') {
+    const std::size_t step = content_[i] == '\\' && i + 1 < content_.size() && cm_punct(content_[i + 1]) ? 2 : 1;
+    i += step;
+    length += step;
+    if (length > MAX_LABEL) return NPOS;
+  }
+  return i < content_.size() && content_[i] == ']' ? i + 1 : NPOS;
+}
+
+// The length of the link destination at `at`, "<...>" or a run without white space whose
+// parentheses balance; NPOS when there is none.
+std::size_t ReaderView::link_url_length(std::size_t at) const {
+  const std::string_view s = content_;
+  std::size_t i = at;
+  if (i < s.size() && s[i] == '<') {
+    for (++i; i < s.size(); ++i) {
+      if (s[i] == '>') return i + 1 - at;
+      if (s[i] == '\\') {
+        ++i;
+      } else if (s[i] == '\n' || s[i] == '<') {
+        return NPOS;
+      }
+    }
+    return NPOS;
+  }
+  std::size_t depth = 0;
+  while (i < s.size()) {
+    if (s[i] == '\\' && i + 1 < s.size() && cm_punct(s[i + 1])) {
+      i += 2;
+    } else if (s[i] == '(') {
+      if (++depth > 32) return NPOS;
+      ++i;
+    } else if (s[i] == ')') {
+      if (depth == 0) break;
+      --depth;
+      ++i;
+    } else if (cm_space(s[i])) {
+      if (i == at) return NPOS;
+      break;
+    } else {
+      ++i;
+    }
+  }
+  return i >= s.size() || depth != 0 ? NPOS : i - at;
+}
+
+// The length of the link title at `at` ("...", '...' or (...)), or 0. A quote or parenthesis
+// inside must be escaped; the longest title that reads so is taken.
+std::size_t ReaderView::link_title_length(std::size_t at) const {
+  const std::string_view s = content_;
+  if (at >= s.size()) return 0;
+  const char open = s[at];
+  const char close = open == '(' ? ')' : open;
+  if (open != '"' && open != '\'' && open != '(') return 0;
+  std::size_t last = NPOS;  // the last closer so far, all before it escaped
+  for (std::size_t i = at + 1; i < s.size(); ++i) {
+    const bool escaped = s[i - 1] == '\\' && i - 1 > at;
+    if (s[i] == close) {
+      if (!escaped) return i + 1 - at;
+      last = i;
+    } else if (open == '(' && s[i] == '(' && !escaped) {
+      break;
+    }
+  }
+  return last == NPOS ? 0 : last + 1 - at;
+}
+
+// Where the link reference definition at `pos` ("[label]: destination 'title'") ends, or NPOS.
+// Its label is remembered.
+std::size_t ReaderView::reference_definition_end(std::size_t pos) {
+  const std::string_view s = content_;
+  const std::size_t label_end = link_label_end(pos);
+  if (label_end == NPOS || label_end >= s.size() || s[label_end] != ':') return NPOS;
+  const std::string_view label = s.substr(pos + 1, label_end - pos - 2);
+  const auto skip_blanks = [&](std::size_t i) {
+    while (i < s.size() && (s[i] == ' ' || s[i] == '\t')) ++i;
+    return i;
+  };
+  const auto skip_line_end = [&](std::size_t i) {
+    if (i < s.size() && s[i] == '\r') ++i;
+    if (i < s.size() && s[i] == '\n') ++i;
+    return i;
+  };
+  const auto spnl = [&](std::size_t i) { return skip_blanks(skip_line_end(skip_blanks(i))); };
+  bool has_text = false;
+  for (const char c : label) has_text = has_text || !cm_space(c);
+  if (!has_text) return NPOS;
+  std::size_t i = spnl(label_end + 1);
+  const std::size_t url = link_url_length(i);
+  if (url == NPOS) return NPOS;
+  i += url;
+  const std::size_t before_title = i;
+  i = spnl(i);
+  const std::size_t title = i == before_title ? 0 : link_title_length(i);
+  i = title > 0 ? i + title : before_title;
+  const auto line_ends = [&](std::size_t j) {
+    j = skip_blanks(j);
+    const std::size_t after = skip_line_end(j);
+    return after > j || j == s.size() ? after : NPOS;
+  };
+  std::size_t end = line_ends(i);
+  if (end == NPOS && title > 0) end = line_ends(before_title);
+  if (end == NPOS) return NPOS;
+  add_label(label);
+  return end;
+}
+
+// Labels compare case-insensitively with runs of white space as one blank. Only ASCII labels are
+// kept exactly; beyond ASCII, case folding could make any two labels equal.
+void ReaderView::add_label(std::string_view label) {
+  std::string key;
+  for (const char c : label) {
+    if (static_cast<unsigned char>(c) >= 0x80) {
+      labels_beyond_ascii_ = true;
+      return;
+    }
+    if (cm_space(c)) {
+      if (!key.empty() && key.back() != ' ') key += ' ';
+    } else {
+      key += ascii_lower(c);
+    }
+  }
+  if (!key.empty() && key.back() == ' ') key.pop_back();
+  labels_.insert(std::move(key));
+}
+
+ReaderView::Lookup ReaderView::lookup(std::string_view label) const {
+  if (labels_.empty() && !labels_beyond_ascii_) return Lookup::UNDEFINED;
+  if (label.size() > MAX_LABEL) return Lookup::UNDEFINED;
+  std::string key;
+  for (const char c : label) {
+    if (static_cast<unsigned char>(c) >= 0x80) return Lookup::UNKNOWN;
+    if (cm_space(c)) {
+      if (!key.empty() && key.back() != ' ') key += ' ';
+    } else {
+      key += ascii_lower(c);
+    }
+  }
+  if (!key.empty() && key.back() == ' ') key.pop_back();
+  if (key.empty()) return Lookup::UNDEFINED;
+  if (labels_.contains(key)) return Lookup::DEFINED;
+  return labels_beyond_ascii_ ? Lookup::UNKNOWN : Lookup::UNDEFINED;
+}
+
+// Where the closing run of `ticks` backticks for a code span whose opening run ends at `end`
+// starts, or NPOS. Runs are looked up by length with a cursor per length, moved forward only.
+std::size_t ReaderView::closing_backticks(std::size_t end, std::size_t ticks) {
+  if (ticks > MAX_TICKS) return NPOS;
+  std::uint32_t& k = run_cursor_[ticks];
+  while (k != NONE && runs_[k].first < end) k = next_run_[k];
+  return k == NONE ? NPOS : runs_[k].first;
+}
+
+// `content_[i]` is "<": the end of the autolink or raw HTML starting there, or NPOS. Sets
+// `ambiguous_` for a comment or declaration that CommonMark versions read differently.
+std::size_t ReaderView::pointy_end(std::size_t i) {
+  const std::string_view s = content_;
+  const auto at = [&](std::size_t k) { return k < s.size() ? s[k] : '\0'; };
+  // An autolink: a scheme of 2 to 32 characters, ":", no white space, "<" or ">"; or an email.
+  if (ascii_alpha(at(i + 1))) {
+    std::size_t k = i + 2;
+    while (k < s.size() && k - i - 1 < 33 && (ascii_alnum(s[k]) || s[k] == '+' || s[k] == '.' || s[k] == '-')) ++k;
+    if (at(k) == ':' && k - i - 1 >= 2 && k - i - 1 <= 32) {
+      for (++k; k < s.size() && static_cast<unsigned char>(s[k]) > 0x20 && s[k] != '<' && s[k] != '>';) ++k;
+      if (at(k) == '>') return k + 1;
+    }
+  }
+  {
+    static constexpr std::string_view LOCAL = ".!#$%&'*+/=?^_`{|}~-";
+    std::size_t k = i + 1;
+    while (k < s.size() && (ascii_alnum(s[k]) || LOCAL.find(s[k]) != NPOS)) ++k;
+    if (k > i + 1 && at(k) == '@') {
+      bool ok = true;
+      do {
+        const std::size_t label = ++k;
+        while (k < s.size() && (ascii_alnum(s[k]) || s[k] == '-') && k - label < 63) ++k;
+        ok = k > label && ascii_alnum(s[label]) && ascii_alnum(s[k - 1]);
+      } while (ok && at(k) == '.');
+      if (ok && at(k) == '>') return k + 1;
+    }
+  }
+  if (i + 3 > s.size()) return NPOS;
+  if (at(i + 1) == '!' && at(i + 2) == '-') {
+    // A comment: "<!--", text that does not start with ">" or "->", holds no "--" and does not
+    // end with "-", then "-->"; "<!---->" too. Newer readers take "<!-->", "<!--->" and any text
+    // up to the first "-->".
+    if (at(i + 3) != '-') return NPOS;
+    const std::size_t t = i + 4;
+    std::size_t strict = NPOS;
+    if (s.substr(i).starts_with("<!---->")) {
+      strict = i + 7;
+    } else if (!(at(t) == '>' || (at(t) == '-' && at(t + 1) == '>'))) {
+      const std::size_t dash = double_dash_.find(s, t);
+      if (dash != NPOS && dash > t && at(dash + 2) == '>') strict = dash + 3;
+    }
+    std::size_t lenient = NPOS;
+    if (s.substr(i).starts_with("<!-->")) {
+      lenient = i + 5;
+    } else if (s.substr(i).starts_with("<!--->")) {
+      lenient = i + 6;
+    } else if (const std::size_t close = comment_end_.find(s, t); close != NPOS) {
+      lenient = close + 3;
+    }
+    if (strict != lenient) ambiguous_ = true;
+    return strict;
+  }
+  if (at(i + 1) == '!' && at(i + 2) == '[') {
+    if (!s.substr(i).starts_with("<![CDATA[")) return NPOS;
+    const std::size_t close = cdata_end_.find(s, i + 9);
+    return close == NPOS ? NPOS : close + 3;
+  }
+  if (at(i + 1) == '!') {
+    // A declaration: "<!", capital letters, white space, anything but ">", then ">". Newer
+    // readers take any letter and no white space.
+    std::size_t k = i + 2;
+    while (at(k) >= 'A' && at(k) <= 'Z') ++k;
+    const std::size_t close = ascii_alpha(at(i + 2)) ? gt_.find(s, i + 2) : NPOS;
+    const std::size_t strict = k > i + 2 && cm_space(at(k)) && close != NPOS ? close + 1 : NPOS;
+    if (strict != (close == NPOS ? NPOS : close + 1)) ambiguous_ = true;
+    return strict;
+  }
+  if (at(i + 1) == '?') {
+    const std::size_t close = pi_end_.find(s, i + 2);
+    return close == NPOS ? NPOS : close + 2;
+  }
+  return html_tag_end(s, i);
+}
+
+// Marks `[begin, end)` of the paragraph as not prose; an interval that covers earlier ones
+// replaces them, so the list stays in order.
+void ReaderView::add_interval(std::size_t begin, std::size_t end, bool code) {
+  while (!intervals_.empty() && intervals_.back().begin >= begin) intervals_.pop_back();
+  intervals_.push_back({begin, end, code});
+}
+
+// The end of the inline link "(destination 'title')" whose "(" is at `open`, or NPOS.
+std::size_t ReaderView::inline_link_end(std::size_t open) const {
+  const std::size_t dest = spaces_from(open + 1);
+  const std::size_t url = link_url_length(dest);
+  if (url == NPOS) return NPOS;
+  const std::size_t end_url = dest + url;
+  const std::size_t start_title = spaces_from(end_url);
+  const std::size_t end_title = start_title == end_url ? start_title : start_title + link_title_length(start_title);
+  const std::size_t end_all = spaces_from(end_title);
+  return end_all < content_.size() && content_[end_all] == ')' ? end_all + 1 : NPOS;
+}
+
+// Handles the "]" at `i`: pairs it with the last "[" or "![" and reads what follows as a link's
+// destination or label. Returns where reading goes on.
+std::size_t ReaderView::close_bracket(std::size_t i) {
+  if (openers_.empty()) return i + 1;
+  const Opener opener = openers_.back();
+  openers_.pop_back();
+  if (!opener.active) {
+    add_interval(opener.pos, i + 1, false);
+    return i + 1;
+  }
+  std::size_t end = NPOS;
+  if (i + 1 < content_.size() && content_[i + 1] == '(') {
+    end = inline_link_end(i + 1);
+    if (end != NPOS && !opener.image) paragraph_links_.emplace_back(opener.pos, i);
+  }
+  if (end == NPOS) {
+    // A reference link: "[text][label]", "[text][]" or "[text]", when the label is defined.
+    const std::size_t label_end = i + 1 < content_.size() && content_[i + 1] == '[' ? link_label_end(i + 1) : NPOS;
+    const std::size_t text = opener.pos + (opener.image ? 2 : 1);
+    std::string_view label;
+    bool found = false;
+    if (label_end != NPOS) {
+      label = std::string_view(content_).substr(i + 2, label_end - i - 3);
+      found = std::any_of(label.begin(), label.end(), [](char c) { return !cm_space(c); });
+    }
+    if (!found && !opener.bracket_after) {
+      label = std::string_view(content_).substr(text, i - text);
+      found = true;
+    }
+    Lookup result = found ? lookup(label) : Lookup::UNDEFINED;
+    if (result == Lookup::UNKNOWN) {
+      // Whether the link forms matters when it would deactivate an opener below, or consume a
+      // label holding what would otherwise start a code span or raw HTML.
+      bool matters = !opener.image && std::any_of(openers_.begin(), openers_.end(), [](const Opener& o) { return !o.image && o.active; });
+      if (label_end != NPOS) {
+        const std::string_view inside = std::string_view(content_).substr(i + 1, label_end - i - 1);
+        matters = matters || inside.find_first_of("`<") != NPOS;
+      }
+      if (matters) ambiguous_ = true;
+      result = Lookup::UNDEFINED;
+    }
+    if (result == Lookup::DEFINED) {
+      end = label_end != NPOS ? label_end : i + 1;
+    }
+  }
+  if (end == NPOS) {
+    add_interval(opener.pos, i + 1, false);
+    return i + 1;
+  }
+  add_interval(opener.pos, end, false);
+  if (!opener.image) {
+    for (auto it = openers_.rbegin(); it != openers_.rend(); ++it) {
+      if (it->image) continue;
+      if (!it->active) break;
+      it->active = false;
+    }
+  }
+  return end;
+}
+
+// Reads the inline structure of paragraph `p` and keeps its prose, code spans and links.
+void ReaderView::read_inlines(const Paragraph& p) {
+  build_content(p);
+  const std::string_view s = content_;
+  intervals_.clear();
+  openers_.clear();
+  paragraph_links_.clear();
+  tail_ = NPOS;
+  ambiguous_ = false;
+  for (Finder* f : {&comment_end_, &double_dash_, &pi_end_, &cdata_end_, &gt_}) f->reset();
+  // The backtick runs, and per length the next run of that length.
+  runs_.clear();
+  for (std::size_t i = s.find('`', p.inline_start); i != NPOS;) {
+    std::size_t j = i;
+    while (j < s.size() && s[j] == '`') ++j;
+    runs_.emplace_back(i, j - i);
+    i = s.find('`', j);
+  }
+  next_run_.assign(runs_.size(), NONE);
+  for (std::size_t k = runs_.size(); k-- > 0;) {
+    const std::size_t length = runs_[k].second;
+    if (length > MAX_TICKS) continue;
+    if (run_cursor_[length] == NONE) touched_.push_back(length);
+    next_run_[k] = run_cursor_[length];
+    run_cursor_[length] = static_cast<std::uint32_t>(k);
+  }
+
+  static constexpr std::array<bool, 256> SPECIAL = [] {
+    std::array<bool, 256> table{};
+    for (const char c : std::string_view("\\`<![]")) table[static_cast<unsigned char>(c)] = true;
+    return table;
+  }();
+  for (std::size_t i = p.inline_start; i < s.size();) {
+    if (!SPECIAL[byte_at(s, i)]) {
+      ++i;
+      continue;
+    }
+    switch (s[i]) {
+      case '\\':
+        i += i + 1 < s.size() && cm_punct(s[i + 1]) ? 2 : 1;
+        break;
+      case '`': {
+        std::size_t j = i;
+        while (j < s.size() && s[j] == '`') ++j;
+        const std::size_t close = closing_backticks(j, j - i);
+        if (close == NPOS) {
+          tail_ = std::min(tail_, i);  // a backtick in a link written later could close it
+          i = j;
+        } else {
+          add_interval(i, close + (j - i), true);
+          i = close + (j - i);
+        }
+        break;
+      }
+      case '<':
+        if (const std::size_t end = pointy_end(i); end != NPOS) {
+          add_interval(i, end, false);
+          i = end;
+        } else {
+          ++i;
+        }
+        break;
+      case '!':
+      case '[': {
+        const bool image = s[i] == '!';
+        if (image && !(i + 1 < s.size() && s[i + 1] == '[')) {
+          ++i;
+          break;
+        }
+        if (!openers_.empty()) openers_.back().bracket_after = true;
+        openers_.push_back({.pos = i, .image = image});
+        i += image ? 2 : 1;
+        break;
+      }
+      default:
+        i = close_bracket(i);
+    }
+  }
+  for (const std::size_t length : touched_) run_cursor_[length] = NONE;
+  touched_.clear();
+  if (!ambiguous_) keep_prose(p);
+}
+
+// Maps what is left of the paragraph's text after `intervals_` back to the body.
+void ReaderView::keep_prose(const Paragraph& p) {
+  const std::size_t last = std::min(tail_, content_.size());
+  std::size_t next = 0;  // the first interval not yet passed
+  for (std::size_t k = p.first; k < p.last; ++k) {
+    const Segment& seg = segments_[k];
+    const std::size_t from = starts_[k - p.first];
+    const std::size_t to = std::min(from + (seg.end - seg.begin), last);
+    std::size_t pos = std::max(from, p.inline_start);
+    while (pos < to) {
+      while (next < intervals_.size() && intervals_[next].end <= pos) ++next;
+      const std::size_t stop = next < intervals_.size() ? std::min(to, intervals_[next].begin) : to;
+      if (stop > pos) prose_.emplace_back(seg.begin + (pos - from), seg.begin + (stop - from));
+      if (stop == to) break;
+      pos = intervals_[next].end;
+    }
+  }
+  // The line of the paragraph holding content offset `at`, as an index into `starts_`.
+  const auto line_of = [&](std::size_t at) {
+    return static_cast<std::size_t>(std::upper_bound(starts_.begin(), starts_.end(), at) - starts_.begin()) - 1;
+  };
+  // `[begin, end)` of the paragraph's text in the body, when it lies on one line.
+  const auto on_one_line = [&](std::size_t begin, std::size_t end, std::vector<Range>& out) {
+    const std::size_t k = line_of(begin);
+    const Segment& seg = segments_[p.first + k];
+    if (end - starts_[k] <= seg.end - seg.begin) out.emplace_back(seg.begin + (begin - starts_[k]), seg.begin + (end - starts_[k]));
+  };
+  for (const Interval& in : intervals_) {
+    if (in.code && in.end <= last) on_one_line(in.begin, in.end, code_spans_);
+  }
+  for (const auto& [open, close] : paragraph_links_) {
+    const std::size_t before = links_.size();
+    on_one_line(open, close + 1, links_);
+    if (links_.size() > before) --links_.back().second;
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
 // Targets.
 
 // A title that a link "[title](href)" carries intact.
@@ -659,6 +1675,8 @@ class Linker {
   void mark_already_linked();
   bool inside_protected(std::size_t pos) noexcept;
   void link_line(std::string_view line);
+  void link_prose(std::string_view line, std::size_t base, std::size_t a, std::size_t b);
+  bool reader_code_span(std::size_t begin, std::size_t end) noexcept;
   void link_mentions(std::string_view line, std::size_t base, std::size_t a, std::size_t b);
   void link_run(std::string_view line, std::size_t base, std::size_t a, std::size_t b);
   static std::size_t boundary_after(std::string_view line, std::size_t from, std::size_t limit, std::size_t distance) noexcept;
@@ -676,6 +1694,11 @@ class Linker {
   // inside, so a second run finds the same targets linked.
   std::vector<std::pair<std::size_t, std::size_t>> protected_;
   std::size_t next_protected_ = 0;
+
+  // What a CommonMark reader sees, read once per call; the places passed so far.
+  ReaderView reader_;
+  std::size_t next_prose_ = 0;
+  std::size_t next_code_span_ = 0;
 
   WordClasses words_;
   Lexer lexer_;
@@ -828,6 +1851,7 @@ Linker::Linker(std::string_view body, const LinkIndex::Data& index, std::string_
 std::string Linker::run() {
   if (remaining_ == 0) return std::string(body_);
   out_.reserve(body_.size() + body_.size() / 64 + 64);
+  reader_.read(body_);
   BlockState blocks;
   for (const std::string_view line : text::Lines(body_)) {
     if (remaining_ == 0) break;
@@ -870,11 +1894,31 @@ void Linker::link_line(std::string_view line) {
   const std::size_t base = static_cast<std::size_t>(line.data() - body_.data());
   std::size_t pos = 0;
   for (const Span& span : lexer_.spans()) {
-    link_mentions(line, base, pos, span.begin);
-    if (span.ticks > 0) link_file(line, base, span);
+    link_prose(line, base, pos, span.begin);
+    if (span.ticks > 0 && reader_code_span(base + span.begin, base + span.end)) link_file(line, base, span);
     pos = span.end;
   }
-  link_mentions(line, base, pos, line.size());
+  link_prose(line, base, pos, line.size());
+}
+
+// Links the mentions in `line[a, b)`, prose for the line-by-line rules, where a CommonMark reader
+// sees prose too. Called with increasing `a`.
+void Linker::link_prose(std::string_view line, std::size_t base, std::size_t a, std::size_t b) {
+  const std::span<const Range> prose = reader_.prose();
+  while (next_prose_ < prose.size() && prose[next_prose_].second <= base + a) ++next_prose_;
+  for (std::size_t k = next_prose_; k < prose.size() && prose[k].first < base + b; ++k) {
+    const std::size_t from = std::max(base + a, prose[k].first);
+    const std::size_t to = std::min(base + b, prose[k].second);
+    if (from < to) link_mentions(line, base, from - base, to - base);
+  }
+}
+
+// Whether `body_[begin, end)` is a code span a CommonMark reader sees outside links and raw HTML.
+// Called with increasing `begin`.
+bool Linker::reader_code_span(std::size_t begin, std::size_t end) noexcept {
+  const std::span<const Range> spans = reader_.code_spans();
+  while (next_code_span_ < spans.size() && spans[next_code_span_].first < begin) ++next_code_span_;
+  return next_code_span_ < spans.size() && spans[next_code_span_] == Range{begin, end};
 }
 
 // Links the mentions in the prose `line[a, b)`, outside the places that already link a target.
@@ -1123,6 +2167,10 @@ std::string LinkIndex::refresh_link_texts(std::string_view body) const {
   std::size_t copied = 0;
   bool in_fence = false;
   Lexer lexer;
+  // Only a link a CommonMark reader sees is renamed: not one in indented code or an HTML block.
+  ReaderView reader;
+  if (body.find("](") != NPOS) reader.read(body);
+  const std::span<const Range> reader_links = reader.links();
   for (const std::string_view line : text::Lines(body)) {
     if (is_fence_line(line)) {
       in_fence = !in_fence;
@@ -1133,6 +2181,7 @@ std::string LinkIndex::refresh_link_texts(std::string_view body) const {
     const std::size_t base = static_cast<std::size_t>(line.data() - body.data());
     for (const InlineLink& link : lexer.links()) {
       const std::string_view text = line.substr(link.text_begin, link.text_end - link.text_begin);
+      if (!std::binary_search(reader_links.begin(), reader_links.end(), Range{base + link.text_begin - 1, base + link.text_end})) continue;
       const auto it = titles.find(LinkKey{line.substr(link.dest_begin, link.dest_end - link.dest_begin), text});
       if (it == titles.end() || it->second == text) continue;
       out.append(body.substr(copied, base + link.text_begin - copied));
