@@ -348,14 +348,30 @@ std::vector<LinkTarget> generated_targets(const std::string& page, unsigned seed
   return targets;
 }
 
+// A short page of Markdown's marks in random order, titles among them.
+std::string noise_page(std::mt19937& rng) {
+  static const std::vector<std::string> TOKENS = {
+      "Config", "Index", "Config loader", " ", " ", "\n", "\n", "\n\n", "    ", "\t", "`", "``", "[", "]", "(", ")", "](", "](x.md)",
+      "<", ">", "!", "\\", "*", "- ", "1. ", "2) ", "> ", "# ", "```", "~~~", "<div>", "<!--", "-->", "--", "\"", "'", "=", "===",
+      "<a ", "<a>", "x.md", ":", "]:", "\r\n", "\r", "<http://a.b>", "a@b.c>", "<!DOCTYPE ", "<?", "?>", "&amp;", "`src/a.c`"};
+  std::string page;
+  for (std::size_t n = rng() % 40; n > 0; --n) page.append(TOKENS[rng() % TOKENS.size()]);
+  return page;
+}
+
 TEST(AutolinkCommonMark, GeneratedPagesReadBackAsLinks) {
   Tally tally;
   for (unsigned seed = 1; seed <= 6000; ++seed) {
     const std::string page = PageMaker(seed).page();
     check_page("generated page " + std::to_string(seed), page, generated_targets(page, seed), tally);
   }
+  std::mt19937 rng(7);
+  for (int n = 0; n < 40000; ++n) {
+    const std::string page = noise_page(rng);
+    check_page("noise page " + std::to_string(n), page, generated_targets(page, static_cast<unsigned>(n)), tally);
+  }
   tally.check("generated pages");
-  EXPECT_GT(tally.inserted, 20000);  // the generator reaches pages that get links
+  EXPECT_GT(tally.inserted, 40000);  // the generators reach pages that get links
 }
 
 // The Markdown files under /usr/share/doc, .md.gz ones through gzip; none when there are none.

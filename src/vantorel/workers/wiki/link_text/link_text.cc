@@ -732,8 +732,8 @@ class ReaderView {
   struct Opener {
     std::size_t pos = 0;  // the "[" (or the "!" of "![")
     bool image = false;
-    bool active = true;
-    bool bracket_after = false;  // another "[" came after it
+    bool bracket_after = false;   // another "[" came after it
+    std::size_t links_below = 0;  // the "[" openers (not "![") below it
   };
   enum class Lookup { DEFINED, UNDEFINED, UNKNOWN };
 
@@ -748,7 +748,7 @@ class ReaderView {
   void push(const Block& block);
 
   // Paragraph text and inline structure.
-  void build_content(const Paragraph& p);
+  void build_content(const Paragraph& p, bool trim);
   std::size_t reference_definition_end(std::size_t pos);
   void read_inlines(const Paragraph& p);
   std::size_t close_bracket(std::size_t i);
@@ -786,13 +786,16 @@ class ReaderView {
   std::vector<std::size_t> starts_;      // per segment: where it starts in `content_`
   std::vector<Interval> intervals_;      // the paragraph's text that is not prose, in order
   std::vector<Opener> openers_;
+  std::size_t active_from_ = 0;          // "[" openers below this index are inactive: a link holds no link
   std::vector<Range> runs_;              // backtick runs: start, length
   std::vector<std::uint32_t> next_run_;  // per run: the next run of the same length
   std::vector<std::uint32_t> run_cursor_ = std::vector<std::uint32_t>(MAX_TICKS + 1, NONE);
   std::vector<std::size_t> touched_;     // the lengths `run_cursor_` holds
   std::size_t tail_ = NPOS;              // the text from here on is not prose
   bool ambiguous_ = false;               // the structure depends on what cannot be known here
-  Finder comment_end_{"-->"}, double_dash_{"--"}, pi_end_{"?>"}, cdata_end_{"]]>"}, gt_{">"};
+  Finder comment_end_{"-->"}, double_dash_{"--"}, gt_{">"};
+  bool pi_failed_ = false;     // a processing instruction of the paragraph was not closed
+  bool cdata_failed_ = false;  // nor was a CDATA section
   std::vector<Range> paragraph_links_;
 
   std::vector<Range> prose_;
@@ -801,6 +804,7 @@ class ReaderView {
 
   static constexpr std::size_t MAX_TICKS = 1000;  // a longer backtick run never opens a code span
   static constexpr std::size_t MAX_LABEL = 999;
+  static constexpr std::size_t MAX_DEPTH = 100;  // block quotes and list items inside one another
 };
 
 void ReaderView::read(std::string_view body) {
@@ -809,6 +813,15 @@ void ReaderView::read(std::string_view body) {
   for (std::size_t begin = 0;;) {
     std::size_t end = body.find_first_of("\r\n", begin);
     if (end == NPOS) end = body.size();
+    if (open_.size() > MAX_DEPTH) {
+      // Each line is matched against every open block, so a body nested this deep is not read
+      // further: nothing from here on is prose, and the paragraph still open is dropped. A label
+      // defined further on could be any label.
+      if (in_paragraph_) paragraphs_.pop_back();
+      in_paragraph_ = false;
+      labels_beyond_ascii_ = true;
+      break;
+    }
     read_line(begin, end);
     if (end == body.size()) break;
     begin = end + (body[end] == '\r' && end + 1 < body.size() && body[end + 1] == '\n' ? 2 : 1);
@@ -882,7 +895,7 @@ void ReaderView::close_paragraph() {
   Paragraph& p = paragraphs_.back();
   p.last = segments_.size();
   if (body_[segments_[p.first].begin] != '[') return;
-  build_content(p);
+  build_content(p, false);
   std::size_t pos = 0;
   for (std::size_t end; pos < content_.size() && content_[pos] == '[' && (end = reference_definition_end(pos)) != NPOS;) pos = end;
   p.inline_start = pos;
@@ -1026,7 +1039,7 @@ void ReaderView::read_line(std::size_t begin, std::size_t end) {
       const Paragraph& p = paragraphs_.back();
       std::size_t pos = 0;
       if (body_[segments_[p.first].begin] == '[') {
-        build_content({p.first, segments_.size(), 0});
+        build_content({p.first, segments_.size(), 0}, false);
         for (std::size_t e; pos < content_.size() && content_[pos] == '[' && (e = reference_definition_end(pos)) != NPOS;) pos = e;
       }
       if (pos == 0 || pos < content_.size()) {
@@ -1133,9 +1146,10 @@ std::size_t ReaderView::list_marker_end(bool interrupts_paragraph) const {
   return m;
 }
 
-// `content_` becomes the text of `segments_[p.first, p.last)` as the inline reader sees it: each
-// line from its first non-blank character with its line ending, white space at the end cut.
-void ReaderView::build_content(const Paragraph& p) {
+// `content_` becomes the text of `segments_[p.first, p.last)`: each line from its first non-blank
+// character with its line ending ("\n" for the last line when it has none). Link reference
+// definitions are read from that; for the inline reader (`trim`) white space at the end is cut.
+void ReaderView::build_content(const Paragraph& p, bool trim) {
   content_.clear();
   starts_.clear();
   for (std::size_t k = p.first; k < p.last; ++k) {
@@ -1143,7 +1157,11 @@ void ReaderView::build_content(const Paragraph& p) {
     starts_.push_back(content_.size());
     content_.append(body_.substr(s.begin, std::max(s.end, s.ending_end) - s.begin));
   }
-  while (!content_.empty() && cm_space(content_.back())) content_.pop_back();
+  if (trim) {
+    while (!content_.empty() && cm_space(content_.back())) content_.pop_back();
+  } else if (content_.empty() || (content_.back() != '\n' && content_.back() != '\r')) {
+    content_ += '\n';
+  }
 }
 
 std::size_t ReaderView::spaces_from(std::size_t at) const {
@@ -1361,11 +1379,28 @@ std::size_t ReaderView::pointy_end(std::size_t i) {
     if (strict != lenient) ambiguous_ = true;
     return strict;
   }
-  if (at(i + 1) == '!' && at(i + 2) == '[') {
-    if (!s.substr(i).starts_with("<![CDATA[")) return NPOS;
-    const std::size_t close = cdata_end_.find(s, i + 9);
-    return close == NPOS ? NPOS : close + 3;
-  }
+  // CDATA and processing instructions: "]" (or "?") takes the character after it along, so the
+  // first "]]>" (or "?>") that starts where a character does ends them. Some readers give up on
+  // such HTML for the rest of the paragraph once one is not closed; then what follows is unknown.
+  const auto scan = [&](std::size_t from, std::string_view close, bool& failed) {
+    if (failed) {
+      ambiguous_ = true;
+      return NPOS;
+    }
+    for (std::size_t k = from; k < s.size();) {
+      if (s.compare(k, close.size(), close) == 0) return k + close.size();
+      if (s[k] != close[0]) {
+        ++k;
+      } else if (close.size() == 3 && at(k + 1) == ']') {
+        k += 3;
+      } else {
+        k += 2;
+      }
+    }
+    failed = true;
+    return NPOS;
+  };
+  if (at(i + 1) == '!' && at(i + 2) == '[') return s.substr(i).starts_with("<![CDATA[") ? scan(i + 9, "]]>", cdata_failed_) : NPOS;
   if (at(i + 1) == '!') {
     // A declaration: "<!", capital letters, white space, anything but ">", then ">". Newer
     // readers take any letter and no white space.
@@ -1376,10 +1411,7 @@ std::size_t ReaderView::pointy_end(std::size_t i) {
     if (strict != (close == NPOS ? NPOS : close + 1)) ambiguous_ = true;
     return strict;
   }
-  if (at(i + 1) == '?') {
-    const std::size_t close = pi_end_.find(s, i + 2);
-    return close == NPOS ? NPOS : close + 2;
-  }
+  if (at(i + 1) == '?') return scan(i + 2, "?>", pi_failed_);
   return html_tag_end(s, i);
 }
 
@@ -1408,7 +1440,9 @@ std::size_t ReaderView::close_bracket(std::size_t i) {
   if (openers_.empty()) return i + 1;
   const Opener opener = openers_.back();
   openers_.pop_back();
-  if (!opener.active) {
+  const bool active = opener.image || openers_.size() >= active_from_;
+  active_from_ = std::min(active_from_, openers_.size());
+  if (!active) {
     add_interval(opener.pos, i + 1, false);
     return i + 1;
   }
@@ -1435,7 +1469,8 @@ std::size_t ReaderView::close_bracket(std::size_t i) {
     if (result == Lookup::UNKNOWN) {
       // Whether the link forms matters when it would deactivate an opener below, or consume a
       // label holding what would otherwise start a code span or raw HTML.
-      bool matters = !opener.image && std::any_of(openers_.begin(), openers_.end(), [](const Opener& o) { return !o.image && o.active; });
+      const auto links_below = [&](std::size_t k) { return k == 0 ? 0 : openers_[k - 1].links_below + !openers_[k - 1].image; };
+      bool matters = !opener.image && links_below(openers_.size()) > links_below(std::min(active_from_, openers_.size()));
       if (label_end != NPOS) {
         const std::string_view inside = std::string_view(content_).substr(i + 1, label_end - i - 1);
         matters = matters || inside.find_first_of("`<") != NPOS;
@@ -1452,26 +1487,23 @@ std::size_t ReaderView::close_bracket(std::size_t i) {
     return i + 1;
   }
   add_interval(opener.pos, end, false);
-  if (!opener.image) {
-    for (auto it = openers_.rbegin(); it != openers_.rend(); ++it) {
-      if (it->image) continue;
-      if (!it->active) break;
-      it->active = false;
-    }
-  }
+  if (!opener.image) active_from_ = openers_.size();
   return end;
 }
 
 // Reads the inline structure of paragraph `p` and keeps its prose, code spans and links.
 void ReaderView::read_inlines(const Paragraph& p) {
-  build_content(p);
+  build_content(p, true);
   const std::string_view s = content_;
   intervals_.clear();
   openers_.clear();
+  active_from_ = 0;
   paragraph_links_.clear();
   tail_ = NPOS;
   ambiguous_ = false;
-  for (Finder* f : {&comment_end_, &double_dash_, &pi_end_, &cdata_end_, &gt_}) f->reset();
+  for (Finder* f : {&comment_end_, &double_dash_, &gt_}) f->reset();
+  pi_failed_ = false;
+  cdata_failed_ = false;
   // The backtick runs, and per length the next run of that length.
   runs_.clear();
   for (std::size_t i = s.find('`', p.inline_start); i != NPOS;) {
@@ -1531,8 +1563,12 @@ void ReaderView::read_inlines(const Paragraph& p) {
           ++i;
           break;
         }
-        if (!openers_.empty()) openers_.back().bracket_after = true;
-        openers_.push_back({.pos = i, .image = image});
+        std::size_t links_below = 0;
+        if (!openers_.empty()) {
+          openers_.back().bracket_after = true;
+          links_below = openers_.back().links_below + !openers_.back().image;
+        }
+        openers_.push_back({.pos = i, .image = image, .links_below = links_below});
         i += image ? 2 : 1;
         break;
       }
@@ -1572,8 +1608,12 @@ void ReaderView::keep_prose(const Paragraph& p) {
     const Segment& seg = segments_[p.first + k];
     if (end - starts_[k] <= seg.end - seg.begin) out.emplace_back(seg.begin + (begin - starts_[k]), seg.begin + (end - starts_[k]));
   };
+  // A link around a code span that starts the paragraph's text and holds "]" could read as a
+  // link reference definition ("[`a]: b`](href)").
   for (const Interval& in : intervals_) {
-    if (in.code && in.end <= last) on_one_line(in.begin, in.end, code_spans_);
+    if (!in.code || in.end > last) continue;
+    if (in.begin == p.inline_start && std::string_view(content_).substr(in.begin, in.end - in.begin).find(']') != NPOS) continue;
+    on_one_line(in.begin, in.end, code_spans_);
   }
   for (const auto& [open, close] : paragraph_links_) {
     const std::size_t before = links_.size();
