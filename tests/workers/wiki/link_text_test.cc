@@ -84,6 +84,31 @@ TEST(Autolink, Table) {
       {"## Sources\n```\n## Next\n```\nConfig\n# Top\nConfig", "## Sources\n```\n## Next\n```\nConfig\n# Top\n[Config](config.md)"},
       {"### Related\nConfig", "### Related\n[Config](config.md)"},
       {"## Related pages\nConfig", "## Related pages\n[Config](config.md)"},
+      // Indented code: four columns (a tab reaches the next multiple of four) after a blank line,
+      // also inside a block quote; an indented line right after a paragraph line continues it.
+      {"    Config\n\nConfig", "    Config\n\n[Config](config.md)"},
+      {"  \tConfig\n\n>     Config\n\nConfig", "  \tConfig\n\n>     Config\n\n[Config](config.md)"},
+      {"Text\n    Config", "Text\n    [Config](config.md)"},
+      // In a list item, indentation counts from the item's text: code from four columns past it.
+      {"- item\n\n      Config\n\n  Config", "- item\n\n      Config\n\n  [Config](config.md)"},
+      {"10. item\n\n       Config", "10. item\n\n       [Config](config.md)"},
+      // Code spans and links that run over a line break, within one paragraph.
+      {"a `b\nConfig` x\nConfig", "a `b\nConfig` x\n[Config](config.md)"},
+      {"`c\n\nConfig`", "`c\n\n[Config](config.md)`"},
+      {"[the\nConfig](x.md) [see\nthe docs](docs/Config.md) [a](\nConfig.md) Config",
+       "[the\nConfig](x.md) [see\nthe docs](docs/Config.md) [a](\nConfig.md) [Config](config.md)"},
+      {"[a](x.md 'the\nConfig') <span\ntitle=\"Config\">b</span> Config",
+       "[a](x.md 'the\nConfig') <span\ntitle=\"Config\">b</span> [Config](config.md)"},
+      // A backtick run nothing closes leaves the rest of its paragraph alone.
+      {"it`s\nConfig\n\nConfig", "it`s\nConfig\n\n[Config](config.md)"},
+      // A fence inside a longer fence is code, though the toggle rule leaves it between two fences.
+      {"````\n```\nConfig\n```\n````\nConfig", "````\n```\nConfig\n```\n````\n[Config](config.md)"},
+      {"~~~\n```\nConfig\n~~~", "~~~\n```\nConfig\n~~~"},
+      // HTML blocks: <pre> runs to its closing tag past blank lines; a fence does not end a block.
+      {"<pre>\nx\n\nConfig\n</pre>\n\nConfig", "<pre>\nx\n\nConfig\n</pre>\n\n[Config](config.md)"},
+      {"<div>\n```\nx\n```\nConfig\n\nConfig", "<div>\n```\nx\n```\nConfig\n\n[Config](config.md)"},
+      // A link reference definition may run over three lines.
+      {"[r]:\n/url\n\"Config\"\n\nConfig", "[r]:\n/url\n\"Config\"\n\n[Config](config.md)"},
   };
   for (const Case& c : cases) {
     const std::string got = autolink(c.body, *c.links, c.page);
@@ -167,12 +192,18 @@ TEST(AutolinkLargeInput, NestedTitlesLongLinesAndWindowEnds) {
   EXPECT_EQ(out.size(), body.size() + std::string("[](t1999.md)").size());
 
   const std::vector<LinkTarget> config = {LinkTarget("config", "Config", {"a.c"}, {})};
-  for (const std::string unit : {"[", "](", "![a](", "<a ", "[a][", "``a`", "](config.m"}) {
+  for (const std::string unit : {"[", "](", "![a](", "<a ", "[a][", "``a`", "](config.m", "<?", "<a b='", "<!-- --", "<![CDATA[",
+                                 "[a](<", "[a](b '", "[x\n", "`x\n", "1. ", "> ", "- a\n\n", "[a]: b\n"}) {
     std::string line;
     while (line.size() < 2000000) line.append(unit);
     const std::string got = autolink(line + " Config", config, "home");
     EXPECT_GE(got.size(), line.size()) << unit;
   }
+  // Lists nested deep, then many blank lines: each line is matched against the open blocks.
+  std::string deep;
+  for (int k = 0; k < 100; ++k) deep.append(std::string(static_cast<std::size_t>(2 * k), ' ')).append("- a\n");
+  deep.append(std::string(1000000, '\n')).append("Config");
+  EXPECT_GE(autolink(deep, config, "home").size(), deep.size());
   // Long prose may be read in pieces; a mention across a piece's end is still one, the longest.
   for (std::size_t at = (1u << 16) - 14; at <= (1u << 16) + 2; ++at) {
     const std::string filler = std::string(at - 1, 'z') + " ";
@@ -196,6 +227,9 @@ TEST(RefreshLinkTexts, FormerTitlesBecomeTheCurrentOne) {
       {"`[CLI](cli.md)`\n```\n[CLI](cli.md)\n```\n[CLI](cli.md)", "`[CLI](cli.md)`\n```\n[CLI](cli.md)\n```\n[Command line](cli.md)"},
       {"[Old](bad.md)", "[Old](bad.md)"},  // the new title would break the link
       {"[Shared](dup.md) [Older](dup.md)", "[Shared](dup.md) [New](dup.md)"},
+      // Only a link a CommonMark reader sees: not one in indented code or in an HTML block.
+      {"    [CLI](cli.md)\n\n<pre>\n\n[CLI](cli.md)\n</pre>\n\n[CLI](cli.md)",
+       "    [CLI](cli.md)\n\n<pre>\n\n[CLI](cli.md)\n</pre>\n\n[Command line](cli.md)"},
   };
   for (const auto& [body, out] : cases) EXPECT_EQ(refresh_link_texts(body, links), out) << body;
   for (const std::string body : {"", "[CLI](cli.md)", "a\r\n\xFF"}) EXPECT_EQ(refresh_link_texts(body, {}), body);

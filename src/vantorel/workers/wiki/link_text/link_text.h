@@ -75,14 +75,28 @@ struct LinkTarget {
 // fence line ends it too), a heading line, a generated-block marker line, a link reference
 // definition line, the rest of a line after a backtick run that nothing closes, and the lines of a
 // level-2 section titled "Related" or "Sources", which runs to the next level-1 or level-2 heading
-// outside fences. Backslash escapes are not interpreted.
+// outside fences. Backslash escapes are not interpreted by these rules.
+//
+// Besides, a link goes only where a CommonMark reader (cmark 0.30) sees prose, so every inserted
+// link reads back as a link: never inside indented code (four columns or more, a tab counting to
+// the next multiple of four, not continuing a paragraph; inside a list item counted from the
+// item's text), fenced code as a reader pairs fences (a fence inside a longer one included; the
+// toggle rule above still applies too), an HTML block as a reader ends it (a <pre>, <script>,
+// <style> or <textarea> block at its closing tag, past blank lines), a link reference definition
+// over any of its lines, or a code span, link, image, bracketed text, autolink or raw HTML that
+// runs across line breaks of a paragraph; nor in the rest of a paragraph after a backtick run that
+// nothing in it closes, nor in a paragraph whose reading depends on which reference labels a
+// reader folds together or on its version (odd HTML comments and declarations), nor below a
+// nesting of more than 100 block quotes and list items. A file's code span is linked only where
+// the reader sees that same span.
 //
 // Everything else is copied byte for byte: with no targets the result is `body`. Applying
 // `autolink` to its own result changes nothing. Linear in the size of `body` and of the titles,
 // files and hrefs; never fails on odd text.
 std::string autolink(std::string_view body, std::span<const LinkTarget> links, std::string_view page_id);
 
-// `body` with the text of each link "[text](href)" outside fenced and inline code replaced by the
+// `body` with the text of each link "[text](href)" outside fenced and inline code, on one line and
+// read as a link by a CommonMark reader (so not in indented code or an HTML block), replaced by the
 // target's current title when `href` is exactly a target's href and `text` exactly one of that
 // target's former titles (the first such target in list order). A target whose title `autolink`
 // would refuse keeps its old link texts, and a text that is the current title of any target with
