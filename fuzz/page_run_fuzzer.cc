@@ -155,8 +155,10 @@ void check_one(std::string_view data) {
   const std::string& page = first.page.markdown;
   check(first.settled, "the run did not settle", {{"input", data}, {"page", page}});
   const wiki::RepairedText again = wiki::repair_page_text(first.repaired.text, {.citations = &generator});
+  std::string again_findings;
+  for (const wiki::Finding& finding : again.findings) again_findings.append(wiki::to_text(finding)).append("\n");
   check(again.text == first.repaired.text && again.findings.empty(), "repairing the repaired text changed it",
-        {{"input", data}, {"repaired", first.repaired.text}, {"again", again.text}});
+        {{"input", data}, {"repaired", first.repaired.text}, {"again", again.text}, {"findings", again_findings}});
   // What the next run does with the finished page: repair it, finalize it.
   const std::string next = finalize(wiki::repair_page_text(page, {.citations = &generator}).text);
   check(next == page, "a second run changed the page", {{"input", data}, {"page", page}, {"second", next}, {"repaired", first.repaired.text}});

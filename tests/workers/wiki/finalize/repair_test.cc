@@ -64,6 +64,10 @@ TEST_F(Repair, FencesAndMarkersTheSplitCouldNotSettle) {
       {"Intro.\n\n" + SOURCES_LINES + "\n<!-- /wiki:sources -->\nBody.",
        "Intro.\n\n<!-- wiki:sources -->\n" + SOURCES_LINES + "\n<!-- /wiki:sources -->\nBody.", {"unopened-block@9:1"}},
       {"Intro.\n\n- [a](b)\n   <!-- /wiki:footer -->\nBody.", "Intro.\n\n- [a](b)\nBody.", {"stray-marker@4:4"}},
+      // A marker line inside a block's lines: neither the opening nor the closing marker may take
+      // lines past it as the block (the two would undo each other's repair).
+      {"<!-- wiki:diagram -->\n### D\n\n```mermaid\na\n<!-- /wiki:summary -->\nb\n```\n<!-- /wiki:diagram -->",
+       "### D\n\n```mermaid\na\n<!-- /wiki:summary -->\nb\n```", {"stray-marker@1:1", "stray-marker@9:1"}},
       // Markers inside a fence are text; a quoted page stays as it is.
       {"````md\n<!-- wiki:footer -->\n````\nEnd.", "````md\n<!-- wiki:footer -->\n````\nEnd.", {}},
   };

@@ -348,6 +348,8 @@ class StructurePass {
     const std::size_t lowest = std::max(barrier_, i > MAX_SHAPE_LINES ? i - MAX_SHAPE_LINES : 0);
     std::size_t start = NONE;
     for (std::size_t s = i; s-- > lowest;) {
+      // A block never holds a marker line: the shape cannot reach past one.
+      if (marker_of(lines_[s]).kind != MarkerKind::NONE) break;
       if (could_start_shape(part, lines_[s]) && detail::writer_shape_length(part, lines_, s, i) == i - s) {
         start = s;
         break;
