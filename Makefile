@@ -4,7 +4,7 @@ BUILD_TYPE ?= Release
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
-.PHONY: all bootstrap configure build test demo asan bench fuzz clean
+.PHONY: all bootstrap configure build test demo asan bench cutoff fuzz clean
 
 all: build
 
@@ -54,6 +54,19 @@ bench:
 	$(BENCH_BUILD)/bench/vantorel_bench --benchmark_repetitions=$(BENCH_REPETITIONS) \
 	  --benchmark_report_aggregates_only=true $(BENCH_ARGS)
 	if [ "$(CLI_PAGES)" != 0 ]; then CLI_SCALING_WORK=$(CLI_SCALING_WORK) bench/cli_scaling $(BENCH_BUILD) $(CLI_PAGES) $(CLI_RUNS); fi
+
+# Real Markdown cut off at a random line: a wiki made of the Markdown documentation Debian packages
+# installed under /usr, each page cut after a random line (CUTOFF_SEED), finalized twice; prints how
+# many pages a second run changes and how many lose words of their author (see
+# scripts/cutoff-experiment, which also compares another wiki-finalize with this one).
+CUTOFF_WORK ?= $(BENCH_BUILD)/cutoff
+CUTOFF_SEED ?= 20240611
+cutoff:
+	@scripts/bootstrap bench
+	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=Release -DVANTOREL_BUILD_BENCHMARKS=ON -DVANTOREL_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake --build $(BENCH_BUILD) -j $(JOBS) --target vantorel_cutoff_check wiki-finalize
+	scripts/cutoff-experiment make $(CUTOFF_WORK) --seed $(CUTOFF_SEED)
+	scripts/cutoff-experiment run $(CUTOFF_WORK) current $(BENCH_BUILD)/tools/wiki-finalize $(BENCH_BUILD)/bench/vantorel_cutoff_check --repair
 
 # Builds the fuzz targets with clang's libFuzzer, AddressSanitizer and UndefinedBehaviorSanitizer
 # (in their own folder, tests off) and runs each for FUZZ_SECONDS, one after the other, from a
