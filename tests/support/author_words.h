@@ -104,7 +104,9 @@ inline long occurrences(std::string_view text, std::string_view word) {
 // backslash the repair puts before a "[" to escape a citation. Linking a mention or a citation, or
 // escaping one, changes the page's bytes inside an author's word ("(see [src/a.c])" becomes "(see
 // [src/a.c](../src/a.c))", "Store)" becomes "[Store](store.md))"); read this way it does not.
-inline std::string as_read(std::string_view text, std::span<const std::string> hrefs = {}) {
+// With `any_destination` false only the destinations in `hrefs` are left out: a mention linked
+// inside text that only looks like a destination ("](../src/a.c)" without its "[") reads that way.
+inline std::string as_read(std::string_view text, std::span<const std::string> hrefs = {}, bool any_destination = true) {
   std::string out;
   out.reserve(text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -119,6 +121,7 @@ inline std::string as_read(std::string_view text, std::span<const std::string> h
         i += 2 + page_href->size();
         continue;
       }
+      if (!any_destination) continue;
       // Any other destination the run writes holds no white space and no bracket.
       std::size_t close = i + 2;
       while (close < text.size() && text::space_at(text, close) == 0 && std::string_view("()[]").find(text[close]) == std::string_view::npos) ++close;
@@ -132,17 +135,18 @@ inline std::string as_read(std::string_view text, std::span<const std::string> h
 
 // The words of `author` that `page` holds fewer times than the author wrote them, beyond what
 // `removable` allows; empty when nothing is lost. A word counts as held by the page as it stands
-// or as both read (`as_read`). A removable word allows each word it holds, both read.
+// or as both read (`as_read`, either way). A removable word allows each word it holds, both read.
 inline std::vector<std::string> lost_words(std::string_view author, std::string_view page, const Words& removable,
                                            std::span<const std::string> hrefs = {}) {
   Words words;
   count_words(author, words);
   const std::string page_read = as_read(page, hrefs);
+  const std::string page_bare = as_read(page, hrefs, false);
   std::vector<std::string> lost;
   for (const auto& [word, count] : words) {
     const std::string read = as_read(word);
     if (read.empty()) continue;
-    long missing = count - std::max(occurrences(page, word), occurrences(page_read, read));
+    long missing = count - std::max({occurrences(page, word), occurrences(page_read, read), occurrences(page_bare, as_read(word, {}, false))});
     if (missing <= 0) continue;
     if (const auto same = removable.find(word); same != removable.end()) missing -= same->second;
     for (auto it = removable.begin(); missing > 0 && it != removable.end(); ++it) {
