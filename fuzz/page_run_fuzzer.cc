@@ -10,7 +10,7 @@
 //     row showing the first of them
 //   6 diagrams code places: items separated by 0x1E, each "heading 0x1D mermaid"
 // Titles, page ids and paths are made to keep the plan's rules (one line; a title starts and ends
-// with a character other than white space), and diagrams the rules of what code draws (a one-line
+// with a character other than white space; a page id holds no "[" or "]"), and diagrams the rules of what code draws (a one-line
 // heading, Mermaid that is not blank and holds no fence or marker line). The repository holds
 // src/a.c (10 lines), lib/x.js (100 lines), README.md (3 lines) and "docs/a b.md" (2 lines).
 //
@@ -87,10 +87,12 @@ std::string title_of(std::string_view s) {
   return out.empty() ? std::string("Page") : out;
 }
 
-// A plain page id: not empty, no "/", "\", NUL, line break or "..".
+// A plain page id, as wiki-finalize takes it: not empty, no "/", "\", NUL, line break, "..", "[" or "]".
 std::string id_of(std::string_view s, std::size_t n) {
   std::string out;
-  for (char c : s) out += (c == '/' || c == '\\' || c == '\0' || c == '\n' || c == '\r' || c == '.') ? '_' : c;
+  for (char c : s) {
+    out += (c == '/' || c == '\\' || c == '\0' || c == '\n' || c == '\r' || c == '.' || c == '[' || c == ']') ? '_' : c;
+  }
   return out + "-" + std::to_string(n);
 }
 

@@ -319,7 +319,7 @@ PageEntry read_page(const Reader& reader, const Path& path, const Json& value) {
   if (!is_plain_page_id(plan.page_id)) {
     std::string message = "page id ";
     message.append(single_quoted(plan.page_id))
-        .append(" is not a plain file name (it must not be empty or hold '/', '\\', '..', NUL or a line break)");
+        .append(" is not a plain file name (it must not be empty or hold '/', '\\', '..', '[', ']', NUL or a line break)");
     reader.fail(id_path, "bad-page-id", message);
   }
   const Path title_path = path.member("title");
@@ -374,7 +374,7 @@ void warn_unknown_ids(const Reader& reader, const Path& page, std::string_view f
 }  // namespace
 
 bool is_plain_page_id(std::string_view page_id) noexcept {
-  return !page_id.empty() && page_id.find_first_of(std::string_view("/\\\0\r\n", 5)) == std::string_view::npos &&
+  return !page_id.empty() && page_id.find_first_of(std::string_view("/\\\0\r\n[]", 7)) == std::string_view::npos &&
          page_id.find("..") == std::string_view::npos;
 }
 

@@ -49,7 +49,8 @@ using StoredRows = std::unordered_map<std::string, wiki::StoredRow>;
 
 // Whether `page_id` can name a page file inside the wiki folder: not empty, and without "/",
 // "\", "..", NUL or a line break, so "<page_id>.md" never leaves the folder and a link to it is
-// one line.
+// one line; and without "[" or "]", which a link to the page would carry into its destination,
+// where the next run would read bracketed text (an inline citation) and the page would not settle.
 bool is_plain_page_id(std::string_view page_id) noexcept;
 
 // The wiki described by `text`, the contents of the file shown as `display`. Throws InputError

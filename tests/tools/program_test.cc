@@ -200,6 +200,8 @@ TEST_F(Program, BadInputExitsWithTwoAndAMessageNamingTheFile) {
        "wiki.json:66:18: error: page id '../x' is not a plain file name"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"quickstart\"", "\"a/b\""); },
        "wiki.json:66:18: error: page id 'a/b' is not a plain file name"},
+      {[](const fs::path& w) { edit(w / "wiki.json", "\"quickstart\"", "\"quick[start]\""); },
+       "wiki.json:66:18: error: page id 'quick[start]' is not a plain file name"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"guide\"", "\"tutorial\""); }, "wiki.json:69:15: error: unknown page type 'tutorial'"},
       {[](const fs::path& w) { edit(w / "wiki.json", "\"title\": \"Cellar\"", "\"tilte\": \"Cellar\""); },
        "wiki.json:13:7: error: pages[0] has an unknown field 'tilte'"},

@@ -8,10 +8,12 @@
 //   write(plan.page_id + ".md", run.page.markdown);
 //   for (const Finding& f : in_file(run.findings, "wiki/" + plan.page_id + ".md")) std::cerr << to_text(f) << '\n';
 //
-// Settling: finalizing the page a run returns, through another run, gives the same page. Where the
-// finalize step still changes a page it has just written (a case the repair does not foresee, such
-// as a section left holding nothing but links once a copy of a diagram was taken out), the run
-// finalizes it again, up to MAX_PASSES times, and reports the extra passes.
+// Settling: finalizing the page a run returns, through another run, gives the same page, for a
+// plan whose page ids hold no "[" or "]" (a link carries the page id into its destination, where
+// the next run would take bracketed text for an inline citation; `wiki-finalize` refuses them).
+// Where the finalize step still changes a page it has just written (a case the repair does not
+// foresee, such as a section left holding nothing but links once a copy of a diagram was taken
+// out), the run finalizes it again, up to MAX_PASSES times, and reports the extra passes.
 //
 // Removals by design that are reported (as notes), each only when the removed text is not what
 // the page now shows: front-matter other than the summary, a first-line H1 that differs from the
