@@ -99,6 +99,19 @@ TEST_F(PageRunTest, AChangeOnlyASecondPassSeesIsMadeInTheSameRun) {
   EXPECT_EQ(r.page.markdown.find("## Sources"), std::string::npos) << r.page.markdown;
 }
 
+// The split drops one blockquote that opens the prose and holds no text per pass, where it looks
+// for the summary (here the author's summary is the plan's, which counts as none): the run goes on
+// past MAX_PASSES while each pass takes one away, until the quote with text becomes the summary.
+TEST_F(PageRunTest, EmptyQuotesOpeningTheProseSettleInOneRun) {
+  std::string text = "---\nsummary: How audit works.\n---\n\n";
+  for (int i = 0; i < 6; ++i) text += ">\n\n";
+  text += "> The quote.\n\nBody.\n";
+  const PageRun r = run(text);
+  EXPECT_TRUE(r.settled);
+  EXPECT_GT(r.passes, MAX_PASSES);
+  EXPECT_NE(r.page.markdown.find("<!-- wiki:summary -->\n> The quote.\n"), std::string::npos) << r.page.markdown;
+}
+
 // Outside the plan's rules (a title over two lines), a page may not settle; the run says so.
 TEST_F(PageRunTest, APageThatDoesNotSettleIsReported) {
   plans_[0].title = "Two\nlines";

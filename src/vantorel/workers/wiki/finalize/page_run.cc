@@ -142,14 +142,19 @@ std::optional<Finding> dropped_section_note(std::span<const std::string_view> li
                                          missing);
   }
   // A section holding a lone Mermaid block under the heading of a diagram code builds.
-  std::string_view first, last;
-  for (std::string_view line : lines.subspan(1)) {
+  // Its lines between the first and the last that are not blank (the fence lines).
+  const std::string_view* first = nullptr;
+  const std::string_view* last = nullptr;
+  for (const std::string_view& line : lines.subspan(1)) {
     if (text::is_blank(line)) continue;
-    if (first.empty()) first = line;
-    last = line;
+    if (first == nullptr) first = &line;
+    last = &line;
   }
-  const char* begin = first.data() + first.size() + 1;
-  const std::string_view mermaid = begin < last.data() ? text::trim(std::string_view(begin, static_cast<std::size_t>(last.data() - begin))) : "";
+  std::string_view mermaid;
+  if (first != nullptr && first != last) {
+    const char* begin = first->data() + first->size() + 1;
+    if (begin < last->data()) mermaid = text::trim(std::string_view(begin, static_cast<std::size_t>(last->data() - begin)));
+  }
   for (const Diagram& diagram : ctx.diagrams) {
     if (text::trim(diagram.mermaid) == mermaid) return std::nullopt;
   }
@@ -245,11 +250,12 @@ PageRun run(const RunContext& ctx, std::string_view text) {
     RepairedText again = repair_page_text(result.page.markdown, repair);
     FinalizedPage next = ctx.finalize(again.text);
     if (next.markdown == result.page.markdown) return result;
-    if (result.passes == MAX_PASSES) {
+    // Past MAX_PASSES only a pass that makes the page shorter goes on, so the loop always ends.
+    if (result.passes >= MAX_PASSES && next.markdown.size() >= result.page.markdown.size()) {
       result.settled = false;
       result.findings.push_back(Finding{.severity = Severity::WARNING,
                                         .kind = "does-not-settle",
-                                        .message = "the page still changes when it is finalized again after " + std::to_string(MAX_PASSES) +
+                                        .message = "the page still changes when it is finalized again after " + std::to_string(result.passes) +
                                                    " passes; it is written as the last pass left it"});
       return result;
     }

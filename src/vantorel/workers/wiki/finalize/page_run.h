@@ -13,7 +13,9 @@
 // the next run would take bracketed text for an inline citation; `wiki-finalize` refuses them).
 // Where the finalize step still changes a page it has just written (a case the repair does not
 // foresee, such as a section left holding nothing but links once a copy of a diagram was taken
-// out), the run finalizes it again, up to MAX_PASSES times, and reports the extra passes.
+// out, or a blockquote opening the prose that holds no text, which the split drops one per pass
+// where it looks for the summary), the run finalizes it again, up to MAX_PASSES times and past
+// that for as long as each pass makes the page shorter, and reports the extra passes.
 //
 // Removals by design that are reported (as notes), each only when the removed text is not what
 // the page now shows: front-matter other than the summary, a first-line H1 that differs from the
@@ -44,7 +46,7 @@ struct PageRun {
   std::vector<Finding> findings{};  // what was repaired or removed by design; no file set
   RepairedText repaired{};          // the text as the first pass repaired it (its findings are in `findings` too)
   std::size_t passes = 1;           // repair-and-finalize passes the page took; 1 for every page the repair foresees
-  bool settled = true;              // a further pass gives the same page; false only when MAX_PASSES did not reach one
+  bool settled = true;              // a further pass gives the same page; false only when the passes did not reach one
 
   bool operator==(const PageRun&) const = default;
 };
