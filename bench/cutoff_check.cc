@@ -112,7 +112,7 @@ int check(const fs::path& inputs, const fs::path& repo, bool repair) {
       if (run.passes > 1) ++totals.several_passes;
       std::string text = input;
       for (std::size_t pass = 0; pass < run.passes; ++pass) {
-        const wiki::RepairedText repaired = wiki::repair_page_text(text, {.citations = &generator});
+        const wiki::RepairedText repaired = wiki::repair_page_text(text, {.citations = &generator, .plan_summary = plan.description});
         support::add(removable, support::removable_words(repaired.text, plan.description, diagrams, links));
         text = batch.finalize(plan, repaired.text, diagrams, entry.grounding, options).markdown;
       }

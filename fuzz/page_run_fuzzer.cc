@@ -156,20 +156,20 @@ void check_one(std::string_view data) {
   const wiki::PageRun first = run(page_text);
   const std::string& page = first.page.markdown;
   check(first.settled, "the run did not settle", {{"input", data}, {"page", page}});
-  const wiki::RepairedText again = wiki::repair_page_text(first.repaired.text, {.citations = &generator});
+  const wiki::RepairedText again = wiki::repair_page_text(first.repaired.text, {.citations = &generator, .plan_summary = plan.description});
   std::string again_findings;
   for (const wiki::Finding& finding : again.findings) again_findings.append(wiki::to_text(finding)).append("\n");
   check(again.text == first.repaired.text && again.findings.empty(), "repairing the repaired text changed it",
         {{"input", data}, {"repaired", first.repaired.text}, {"again", again.text}, {"findings", again_findings}});
   // What the next run does with the finished page: repair it, finalize it.
-  const std::string next = finalize(wiki::repair_page_text(page, {.citations = &generator}).text);
+  const std::string next = finalize(wiki::repair_page_text(page, {.citations = &generator, .plan_summary = plan.description}).text);
   check(next == page, "a second run changed the page", {{"input", data}, {"page", page}, {"second", next}, {"repaired", first.repaired.text}});
 
   // Every pass the run made may remove by design what its input held.
   test_support::Words removable = test_support::marker_words(wiki::lf(page_text));
   std::string repaired = first.repaired.text;
   for (std::size_t pass = 0; pass < first.passes; ++pass) {
-    if (pass > 0) repaired = wiki::repair_page_text(finalize(repaired), {.citations = &generator}).text;
+    if (pass > 0) repaired = wiki::repair_page_text(finalize(repaired), {.citations = &generator, .plan_summary = plan.description}).text;
     test_support::add(removable, test_support::removable_words(repaired, plan.description, diagrams, batch.link_index()));
   }
   std::vector<std::string> hrefs;

@@ -58,13 +58,15 @@ inline void add(Words& to, const Words& from) {
   for (const auto& [word, count] : from) to[word] += count;
 }
 
-// The words of the marker lines of `t`: they belong to the page format, not to the author.
+// The words of the marker lines of `t`, and of its lines of ">" alone (an empty blockquote line,
+// which the repair may remove where the split would drop it): they are the page format's, not the
+// author's.
 inline Words marker_words(std::string_view t) {
   namespace wiki = wiki_ns;
   Words words;
   for (std::string_view line : text::Lines(t)) {
     const std::string_view trimmed = text::trim(line);
-    if (wiki::detail::OPEN_RE().full_match(trimmed) || wiki::detail::CLOSE_RE().full_match(trimmed)) count_words(line, words);
+    if (trimmed == ">" || wiki::detail::OPEN_RE().full_match(trimmed) || wiki::detail::CLOSE_RE().full_match(trimmed)) count_words(line, words);
   }
   return words;
 }

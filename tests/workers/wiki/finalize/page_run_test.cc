@@ -99,16 +99,17 @@ TEST_F(PageRunTest, AChangeOnlyASecondPassSeesIsMadeInTheSameRun) {
   EXPECT_EQ(r.page.markdown.find("## Sources"), std::string::npos) << r.page.markdown;
 }
 
-// The split drops one blockquote that opens the prose and holds no text per pass, where it looks
-// for the summary (here the author's summary is the plan's, which counts as none): the run goes on
-// past MAX_PASSES while each pass takes one away, until the quote with text becomes the summary.
+// The split drops one blockquote that opens the prose and holds no text per run, where it looks
+// for the summary (here the author's summary is the plan's, which counts as none): the repair
+// takes them out, and the second pass takes the quote with text for the summary.
 TEST_F(PageRunTest, EmptyQuotesOpeningTheProseSettleInOneRun) {
   std::string text = "---\nsummary: How audit works.\n---\n\n";
   for (int i = 0; i < 6; ++i) text += ">\n\n";
   text += "> The quote.\n\nBody.\n";
   const PageRun r = run(text);
   EXPECT_TRUE(r.settled);
-  EXPECT_GT(r.passes, MAX_PASSES);
+  EXPECT_EQ(r.passes, 2u);
+  EXPECT_EQ(kinds(r).front(), "empty-quote-removed@5");
   EXPECT_NE(r.page.markdown.find("<!-- wiki:summary -->\n> The quote.\n"), std::string::npos) << r.page.markdown;
 }
 

@@ -120,6 +120,22 @@ TEST_F(Repair, InlineCitationsBecomeLinksOrStayAsText) {
   EXPECT_EQ(repair_page_text("[src/a.c]", {}).text, "[src/a.c]");
 }
 
+// Blockquotes of ">" alone opening the prose go where the split looks there for the summary: none
+// given, or the plan's own; they stay below a summary of the author's.
+TEST_F(Repair, EmptyQuotesOpeningTheProse) {
+  const auto with_plan = [&](std::string_view text, std::string_view plan) {
+    return repair_page_text(text, {.citations = this, .plan_summary = plan});
+  };
+  RepairedText r = with_plan("# T\n\n>\n\n >  \n>\n\n> Quote.\n\nBody.", "");
+  EXPECT_EQ(r.text, "# T\n\n\n\n> Quote.\n\nBody.");
+  EXPECT_EQ(kinds(r), (std::vector<std::string>{"empty-quote-removed@3:1", "empty-quote-removed@5:2"}));
+  r = with_plan("---\nsummary: Plan.\n---\n>\n\n> Quote.", "Plan.");
+  EXPECT_EQ(r.text, "---\nsummary: Plan.\n---\n\n> Quote.");
+  for (const std::string_view kept : {"---\nsummary: Mine.\n---\n>\n\n> Quote.", "Intro.\n\n>\n\n> Quote.", ">\n> x"}) {
+    EXPECT_EQ(with_plan(kept, "Plan.").text, kept);
+  }
+}
+
 TEST_F(Repair, OriginsPointIntoTheInput) {
   const RepairedText r = repair("```\nx\n<!-- /wiki:index -->\n");
   EXPECT_EQ(r.text, "```\nx\n<!-- /wiki:index -->\n```\n");

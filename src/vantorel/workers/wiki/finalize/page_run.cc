@@ -239,7 +239,7 @@ std::vector<Finding> removal_notes(const RepairedText& repaired, const Finalized
 }
 
 PageRun run(const RunContext& ctx, std::string_view text) {
-  const RepairContext repair{.citations = &ctx.verify};
+  const RepairContext repair{.citations = &ctx.verify, .plan_summary = ctx.plan.description};
   PageRun result;
   result.repaired = repair_page_text(text, repair);
   result.page = ctx.finalize(result.repaired.text);

@@ -160,10 +160,14 @@ std::size_t detail::front_matter_lines(std::string_view text) {
   return m.end() > 0 && text[m.end() - 1] == '\n' ? breaks : breaks + 1;
 }
 
-bool detail::summary_before_blockquote(std::string_view text, std::span<const std::string_view> lines, std::size_t front) {
+namespace {
+
+// The summary the split finds before it looks at a blockquote opening the prose: the
+// front-matter's, else the text of the first summary block that is not the plan's; "" for none.
+std::string summary_given(std::string_view text, std::span<const std::string_view> lines, std::size_t front) {
   if (front > 0) {
     const text::Match m = detail::FRONT_MATTER_RE().match(text);
-    if (const std::optional<std::string> summary = _front_matter(m[1]); summary && !summary->empty()) return true;
+    if (std::optional<std::string> summary = _front_matter(m[1]); summary && !summary->empty()) return std::move(*summary);
   }
   bool in_fence = false;
   for (std::size_t i = front; i < lines.size(); ++i) {
@@ -171,14 +175,20 @@ bool detail::summary_before_blockquote(std::string_view text, std::span<const st
       const text::Match open = detail::OPEN_RE().full_match(text::trim(lines[i]));
       std::size_t j = i + 1;
       while (j < lines.size() && !(marker_of(lines[j]).kind == MarkerKind::CLOSE && marker_of(lines[j]).part == open[1])) ++j;
-      if (j == lines.size()) return false;
-      if (open[1] == SUMMARY && open[2] != detail::FROM_PLAN) return !_blockquote_text(std::span(lines).subspan(i + 1, j - i - 1)).empty();
+      if (j == lines.size()) return {};
+      if (open[1] == SUMMARY && open[2] != detail::FROM_PLAN) return _blockquote_text(std::span(lines).subspan(i + 1, j - i - 1));
       i = j;
       continue;
     }
     if (is_fence_line(lines[i])) in_fence = !in_fence;
   }
-  return false;
+  return {};
+}
+
+}  // namespace
+
+bool detail::summary_before_blockquote(std::string_view text, std::span<const std::string_view> lines, std::size_t front) {
+  return !summary_given(text, lines, front).empty();
 }
 
 namespace {
@@ -475,6 +485,36 @@ BodyLines body_lines(std::span<const std::string_view> lines, std::size_t front,
   return body;
 }
 
+// Blockquotes opening the prose that hold no text. Where the split looks for the summary there (the
+// author gave none, or gave the plan's own, which the page shows as the plan's), it drops such a
+// blockquote without taking it and reads the next one only on the next run: one run per empty
+// blockquote. They hold nothing but ">", so they are removed here.
+void repair_empty_quotes(Draft& draft, std::string_view plan_summary) {
+  const std::vector<std::string_view> lines = text::split_lines(draft.text);
+  const std::size_t front = detail::front_matter_lines(draft.text);
+  const std::string given = _one_line(summary_given(draft.text, lines, front));
+  if (!given.empty() && given != _one_line(plan_summary)) return;
+  const BodyLines body = body_lines(lines, front, true);
+  LineEdits edits;
+  std::vector<std::string_view> quote;
+  for (std::size_t k = 0; k < body.lines.size() && text::ltrim(lines[body.lines[k]]).starts_with('>');) {
+    // One blockquote as the split reads it: lines in a row that start with ">" (the first trimmed).
+    std::size_t end = k + 1;
+    while (end < body.lines.size() && body.lines[end] == body.lines[end - 1] + 1 && lines[body.lines[end]].starts_with('>')) ++end;
+    quote.clear();
+    for (std::size_t j = k; j < end; ++j) quote.push_back(j == k ? text::ltrim(lines[body.lines[j]]) : lines[body.lines[j]]);
+    if (!_one_line(_blockquote_text(quote)).empty()) break;
+    for (std::size_t j = k; j < end; ++j) edits.remove(body.lines[j]);
+    const std::size_t first = body.lines[k];
+    draft.report(first, lines[first].size() - text::ltrim(lines[first]).size(), Severity::NOTE, "empty-quote-removed",
+                 "this blockquote opens the prose and holds no text; the split drops it and would take the blockquote after it for the "
+                 "summary only on the next run, so it was removed");
+    k = end;
+    while (k < body.lines.size() && text::is_blank(lines[body.lines[k]])) ++k;
+  }
+  if (!edits.empty()) edits.apply(draft, lines);
+}
+
 // One inline citation found in the body.
 struct Found {
   std::size_t line;    // the line of the draft
@@ -579,6 +619,9 @@ RepairedText repair_page_text(std::string_view input, const RepairContext& conte
     if (!pass.run(front)) break;
   }
   if (context.citations != nullptr) repair_citations(draft, *context.citations);
+  // After the citations: escaping one can make the lines above it valid front-matter, which moves
+  // where the prose starts.
+  repair_empty_quotes(draft, context.plan_summary);
   for (std::size_t& line : draft.origin) line = line == NONE ? 0 : line + 1;
   return RepairedText{.text = std::move(draft.text), .findings = std::move(draft.findings), .origin = std::move(draft.origin)};
 }

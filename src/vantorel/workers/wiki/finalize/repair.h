@@ -1,7 +1,7 @@
 // The repair step of a page run: what a page text needs before the finalize step sees it, so that
 // the page settles in one run whatever the author handed in, and no word the author wrote is lost.
 //
-//   const RepairedText repaired = repair_page_text(text, {.citations = &generator});
+//   const RepairedText repaired = repair_page_text(text, {.citations = &generator, .plan_summary = plan.description});
 //   const FinalizedPage page = generator._finalize(plan, repaired.text, diagrams, grounding);
 //   for (const Finding& f : repaired.findings) report(in_file({f}, "wiki/cli.md"));
 //
@@ -26,6 +26,10 @@
 //    one that resolves to nothing, and one inside a "## Sources" or "## Related" section (which the
 //    split drops when it holds nothing but links), is escaped as "\[src/a.c]", which reads the same.
 //
+// 4. Blockquotes holding no text (lines of ">" alone) that open the prose, where the split looks
+//    for the summary there (the author gave none, or the plan's own): the split drops one per run
+//    without taking it, so they are removed.
+//
 // Every other byte is kept, in order; line endings are made "\n" first. Each repair is reported as
 // one finding placed in the text with its line endings normalized (lone "\r" counts as a line
 // break). Repairing a repaired text changes nothing and reports nothing. Never fails on odd text.
@@ -46,6 +50,7 @@ namespace vantorel::workers::wiki {
 // What the repair step needs to know about the page besides its text.
 struct RepairContext {
   const VerifyMixin* citations = nullptr;  // resolves inline citations; none leaves them to the scrub
+  std::string_view plan_summary{};         // the plan's description: a summary equal to it counts as none
 };
 
 // A repaired page text and what was repaired.
