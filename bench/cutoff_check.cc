@@ -86,8 +86,7 @@ int check(const fs::path& inputs, const fs::path& repo, bool repair) {
       wiki::WikiSetup{.plans = std::move(plans), .repository = repo, .config = file.config, .imports = file.imports});
   const wiki::FinalizeBatch batch(generator);
   const wiki::LinkIndex& links = batch.link_index();
-  std::vector<std::string> hrefs;
-  for (const wiki::LinkTarget& target : links.links()) hrefs.push_back(target.href);
+  const std::vector<std::string> hrefs = support::linkable_hrefs(links.links());
 
   Totals totals;
   for (std::size_t i = 0; i < file.pages.size(); ++i) {

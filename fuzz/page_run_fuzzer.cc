@@ -172,8 +172,7 @@ void check_one(std::string_view data) {
     if (pass > 0) repaired = wiki::repair_page_text(finalize(repaired), {.citations = &generator, .plan_summary = plan.description}).text;
     test_support::add(removable, test_support::removable_words(repaired, plan.description, diagrams, batch.link_index()));
   }
-  std::vector<std::string> hrefs;
-  for (const wiki::LinkTarget& target : batch.link_index().links()) hrefs.push_back(target.href);
+  const std::vector<std::string> hrefs = test_support::linkable_hrefs(batch.link_index().links());
   const std::vector<std::string> lost = test_support::lost_words(wiki::lf(page_text), page, removable, hrefs);
   if (!lost.empty()) {
     std::string words;

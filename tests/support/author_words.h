@@ -93,6 +93,19 @@ inline Words removable_words(std::string_view t, std::string_view plan_summary, 
   return removable;
 }
 
+// The hrefs of `targets` a run may write into a page: those holding no white space, "(" or ")"
+// (a link to any other would not read back as one, so none is made). `as_read` leaves them out.
+inline std::vector<std::string> linkable_hrefs(std::span<const wiki_ns::LinkTarget> targets) {
+  std::vector<std::string> out;
+  for (const wiki_ns::LinkTarget& target : targets) {
+    const std::string_view href = target.href;
+    bool plain = href.find_first_of("()") == std::string_view::npos;
+    for (std::size_t i = 0; plain && i < href.size(); ++i) plain = text::space_at(href, i) == 0;
+    if (plain) out.push_back(target.href);
+  }
+  return out;
+}
+
 // How many times `word` stands in `text`, as a substring (occurrences do not overlap).
 inline long occurrences(std::string_view text, std::string_view word) {
   long n = 0;
