@@ -131,7 +131,10 @@ TEST_F(Repair, EmptyQuotesOpeningTheProse) {
   EXPECT_EQ(kinds(r), (std::vector<std::string>{"empty-quote-removed@3:1", "empty-quote-removed@5:2"}));
   r = with_plan("---\nsummary: Plan.\n---\n>\n\n> Quote.", "Plan.");
   EXPECT_EQ(r.text, "---\nsummary: Plan.\n---\n\n> Quote.");
-  for (const std::string_view kept : {"---\nsummary: Mine.\n---\n>\n\n> Quote.", "Intro.\n\n>\n\n> Quote.", ">\n> x"}) {
+  // The last empty one before other text stays: removing it would make "# H" the first line.
+  r = with_plan(">\n\n>\n\n# H\n\n> Quote.", "");
+  EXPECT_EQ(r.text, "\n>\n\n# H\n\n> Quote.");
+  for (const std::string_view kept : {"---\nsummary: Mine.\n---\n>\n\n> Quote.", "Intro.\n\n>\n\n> Quote.", ">\n> x", ">\n\n# H"}) {
     EXPECT_EQ(with_plan(kept, "Plan.").text, kept);
   }
 }

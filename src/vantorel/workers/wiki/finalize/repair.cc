@@ -485,10 +485,12 @@ BodyLines body_lines(std::span<const std::string_view> lines, std::size_t front,
   return body;
 }
 
-// Blockquotes opening the prose that hold no text. Where the split looks for the summary there (the
-// author gave none, or gave the plan's own, which the page shows as the plan's), it drops such a
-// blockquote without taking it and reads the next one only on the next run: one run per empty
-// blockquote. They hold nothing but ">", so they are removed here.
+// Blockquotes opening the prose that hold no text and have another blockquote after them. Where the
+// split looks for the summary there (the author gave none, or gave the plan's own, which the page
+// shows as the plan's), it drops such a blockquote without taking it and reads the next one only
+// on the next run: one run per empty blockquote. They hold nothing but ">", so they are removed
+// here. The last one before other text stays: the split drops it in the same run, and removing it
+// would make that text the first line, which the split drops when it is an H1.
 void repair_empty_quotes(Draft& draft, std::string_view plan_summary) {
   const std::vector<std::string_view> lines = text::split_lines(draft.text);
   const std::size_t front = detail::front_matter_lines(draft.text);
@@ -504,13 +506,15 @@ void repair_empty_quotes(Draft& draft, std::string_view plan_summary) {
     quote.clear();
     for (std::size_t j = k; j < end; ++j) quote.push_back(j == k ? text::ltrim(lines[body.lines[j]]) : lines[body.lines[j]]);
     if (!_one_line(_blockquote_text(quote)).empty()) break;
+    std::size_t next = end;
+    while (next < body.lines.size() && text::is_blank(lines[body.lines[next]])) ++next;
+    if (next == body.lines.size() || !text::ltrim(lines[body.lines[next]]).starts_with('>')) break;
     for (std::size_t j = k; j < end; ++j) edits.remove(body.lines[j]);
     const std::size_t first = body.lines[k];
     draft.report(first, lines[first].size() - text::ltrim(lines[first]).size(), Severity::NOTE, "empty-quote-removed",
                  "this blockquote opens the prose and holds no text; the split drops it and would take the blockquote after it for the "
                  "summary only on the next run, so it was removed");
-    k = end;
-    while (k < body.lines.size() && text::is_blank(lines[body.lines[k]])) ++k;
+    k = next;
   }
   if (!edits.empty()) edits.apply(draft, lines);
 }

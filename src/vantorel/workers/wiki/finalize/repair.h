@@ -26,9 +26,9 @@
 //    one that resolves to nothing, and one inside a "## Sources" or "## Related" section (which the
 //    split drops when it holds nothing but links), is escaped as "\[src/a.c]", which reads the same.
 //
-// 4. Blockquotes holding no text (lines of ">" alone) that open the prose, where the split looks
-//    for the summary there (the author gave none, or the plan's own): the split drops one per run
-//    without taking it, so they are removed.
+// 4. Blockquotes holding no text (lines of ">" alone) that open the prose and have another
+//    blockquote after them, where the split looks for the summary there (the author gave none, or
+//    the plan's own): the split drops one per run without taking it, so they are removed.
 //
 // Every other byte is kept, in order; line endings are made "\n" first. Each repair is reported as
 // one finding placed in the text with its line endings normalized (lone "\r" counts as a line
