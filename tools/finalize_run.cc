@@ -88,9 +88,11 @@ PageOutcome finalize_one(const wiki::WikiGenerator& generator, const wiki::Final
   const std::string& markdown = outcome.page.markdown;
 
   outcome.findings = std::move(run.findings);
+  outcome.block_digests = block_digests(markdown);
   if (on_disk) {
     const std::optional<std::vector<std::string>> stored = stored_digests(generator, plan.page_id);
-    for (wiki::Finding& f : changed_blocks(run.repaired.text, run.repaired.origin, markdown, batch.link_index(), stored ? &*stored : nullptr))
+    for (wiki::Finding& f :
+         changed_blocks(run.repaired.text, run.repaired.origin, outcome.block_digests, batch.link_index(), stored ? &*stored : nullptr))
       outcome.findings.push_back(std::move(f));
   }
   // In the order of the page file; findings without a place last.
@@ -99,7 +101,6 @@ PageOutcome finalize_one(const wiki::WikiGenerator& generator, const wiki::Final
     return key(a) < key(b);
   });
   outcome.findings = wiki::in_file(std::move(outcome.findings), job.display);
-  outcome.block_digests = block_digests(markdown);
 
   std::string bytes = encoded(markdown, mode.eol);
   outcome.changed = !is_final(on_disk, markdown, mode.eol);

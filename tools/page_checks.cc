@@ -57,19 +57,19 @@ std::vector<std::string> block_digests(std::string_view page) {
   return out;
 }
 
-std::vector<wiki::Finding> changed_blocks(std::string_view before, std::span<const std::size_t> origin, std::string_view after,
+std::vector<wiki::Finding> changed_blocks(std::string_view before, std::span<const std::size_t> origin, std::span<const std::string> after,
                                           const wiki::LinkIndex& targets, const std::vector<std::string>* stored) {
   const std::vector<Block> old_blocks = blocks_of(before);
-  const std::vector<Block> new_blocks = blocks_of(after);
+  // A digest starts with its block's part and ":".
+  const auto of_part = [](std::string_view digest, std::string_view part) { return digest.starts_with(part) && digest.substr(part.size()).starts_with(':'); };
   std::vector<wiki::Finding> out;
   for (const std::string_view part : CHECKED) {
     std::size_t k = 0;
     for (const Block& old : old_blocks) {
       if (old.part != part) continue;
-      while (k < new_blocks.size() && new_blocks[k].part != part) ++k;
-      if (k == new_blocks.size()) break;
-      const Block& fresh = new_blocks[k++];
-      if (targets.refresh_link_texts(old.text) == fresh.text) continue;
+      while (k < after.size() && !of_part(after[k], part)) ++k;
+      if (k == after.size()) break;
+      if (digest(part, targets.refresh_link_texts(old.text)) == after[k++]) continue;
       bool edited;
       if (stored != nullptr) {
         edited = std::find(stored->begin(), stored->end(), digest(old.part, old.text)) == stored->end();

@@ -3,7 +3,7 @@
 // whether someone edited them (their edit is lost) or the plan changed what they show.
 //
 //   const std::vector<std::string> digests = block_digests(finished);  // kept in the manifest
-//   for (const wiki::Finding& f : changed_blocks(before, origin, finished, targets, &digests_from_last_run)) report(f);
+//   for (const wiki::Finding& f : changed_blocks(before, origin, digests, targets, &digests_from_last_run)) report(f);
 #pragma once
 
 #include <span>
@@ -24,8 +24,8 @@ namespace wiki = vantorel::workers::wiki;
 std::vector<std::string> block_digests(std::string_view page);
 
 // Findings about the blocks of `before` (a page's text as the run's repair left it; `origin` gives,
-// per line, its 1-based line in the page file, 0 for an added line) that `after` (the page the run
-// writes) holds with other lines, among "sources", "diagram", "index" and "footer" blocks, each
+// per line, its 1-based line in the page file, 0 for an added line) that the page the run writes
+// (given by its `block_digests`, `after`) holds with other lines, among "sources", "diagram", "index" and "footer" blocks, each
 // paired with the block of the same part at the same position among those. A block only one of
 // the pages has is not reported, nor one whose only change is a link that showed a page of
 // `targets` by a former title.
@@ -35,7 +35,7 @@ std::vector<std::string> block_digests(std::string_view page);
 // without stored digests, its lines are not what the page writer writes for that part. Otherwise
 // it is `block-regenerated` (a note): the plan, the imports or the page's citations changed what
 // it shows. Each finding points at the block's opening marker.
-std::vector<wiki::Finding> changed_blocks(std::string_view before, std::span<const std::size_t> origin, std::string_view after,
+std::vector<wiki::Finding> changed_blocks(std::string_view before, std::span<const std::size_t> origin, std::span<const std::string> after,
                                           const wiki::LinkIndex& targets, const std::vector<std::string>* stored);
 
 }  // namespace vantorel::tools

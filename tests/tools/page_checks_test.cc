@@ -52,7 +52,7 @@ TEST(PageChecks, ChangedBlocksTellEditsFromPlanChanges) {
       {page("- [a.c](../a.c)", "```", "- [Log](log.md)"), {"block-edited@14"}},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(kinds(changed_blocks(c.on_disk, numbered(c.on_disk), finished, index, nullptr)), c.expected) << c.on_disk;
+    EXPECT_EQ(kinds(changed_blocks(c.on_disk, numbered(c.on_disk), block_digests(finished), index, nullptr)), c.expected) << c.on_disk;
   }
 
   // With the digests the last run kept, a block that still has the shape the writer gives it but
@@ -60,9 +60,9 @@ TEST(PageChecks, ChangedBlocksTellEditsFromPlanChanges) {
   const std::string written = page("- [a.c](../a.c)", "a --> c", "- [Log](log.md)");
   const std::vector<std::string> stored = block_digests(written);
   EXPECT_EQ(stored.size(), 3u);
-  EXPECT_EQ(kinds(changed_blocks(written, numbered(written), finished, index, &stored)), std::vector<std::string>{"block-regenerated@14"});
+  EXPECT_EQ(kinds(changed_blocks(written, numbered(written), block_digests(finished), index, &stored)), std::vector<std::string>{"block-regenerated@14"});
   const std::string edited = page("- [a.c](../a.c)", "a --> d", "- [Log](log.md)");
-  const std::vector<wiki::Finding> found = changed_blocks(edited, numbered(edited), finished, index, &stored);
+  const std::vector<wiki::Finding> found = changed_blocks(edited, numbered(edited), block_digests(finished), index, &stored);
   ASSERT_EQ(kinds(found), std::vector<std::string>{"block-edited@14"});
   EXPECT_EQ(found[0].message, "the 'Dependencies' diagram block was edited by hand; code writes it anew from the plan, so the edit is lost");
 }
